@@ -18,7 +18,8 @@
 namespace logger {
 
 /** Importance of a line, most important first. */
-enum Level : int {
+enum Level : int
+{
     Fatal = 0,
     Error = 1,
     Warning = 2,

@@ -47,8 +47,8 @@ typedef struct shm_reader_format
 /** The audio that a stream holds now. */
 typedef struct shm_audio_status
 {
-    uint32_t valid;          /**< nonzero: there is audio to report */
-    uint32_t sample_count;   /**< number of sample frames that can be read */
+    uint32_t valid;        /**< nonzero: there is audio to report */
+    uint32_t sample_count; /**< number of sample frames that can be read */
     uint64_t reserved;
     int64_t first_timestamp; /**< start of the oldest audio held, µs */
     int64_t last_timestamp;  /**< end of the newest audio held, µs */
@@ -157,8 +157,8 @@ SHM_API int shm_reader_get_audio_status(shm_reader_t* reader, int mode, shm_audi
  * @return the number of blocks copied, 0 when not even one is there, -1 when there is no audio or
  * an argument is wrong.
  */
-SHM_API int shm_reader_query_audio(shm_reader_t* reader, int mode, void* dest,
-    unsigned long blocks, unsigned long block_frames, int64_t timestamp);
+SHM_API int shm_reader_query_audio(shm_reader_t* reader, int mode, void* dest, unsigned long blocks,
+    unsigned long block_frames, int64_t timestamp);
 
 #ifdef __cplusplus
 }

@@ -28,27 +28,28 @@ typedef struct shm_writer shm_writer_t;
 /** What is to be published; begin with shm_writer_config_init(). */
 typedef struct shm_writer_config
 {
-    const char* name;           /**< stream name: UTF-8, not empty, at most 1023 bytes */
-    int32_t video_width;        /**< pixels; 0: no video */
-    int32_t video_height;       /**< pixels; 0: no video */
-    int32_t video_frame_count;  /**< frames kept visible, 2 to 64 (8) */
-    int32_t video_spare_count;  /**< further slots for frames that are held, 1 to 64 (8) */
-    uint32_t frame_rate_num;    /**< nominal frames per second; 0: measured */
+    const char* name;          /**< stream name: UTF-8, not empty, at most 1023 bytes */
+    int32_t video_width;       /**< pixels; 0: no video */
+    int32_t video_height;      /**< pixels; 0: no video */
+    int32_t video_frame_count; /**< frames kept visible, 2 to 64 (8) */
+    int32_t video_spare_count; /**< further slots for frames that are held, 1 to 64 (8) */
+    uint32_t frame_rate_num;   /**< nominal frames per second; 0: measured */
     uint32_t frame_rate_den;
     int32_t audio_sample_rate;  /**< sample frames per second; 0: no audio */
     int32_t audio_channels;     /**< 1 to 64; 0: no audio */
     uint32_t audio_duration_ms; /**< audio kept readable, at least 2000 (2000) */
     mode_t mode;                /**< access, as for a file: read bits allow reading (0660) */
-    const char* group;          /**< group name or number that owns the stream; null: the process's */
+    const char* group; /**< group name or number that owns the stream; null: the process's */
 } shm_writer_config_t;
 
 /** One video frame to be filled. */
 typedef struct shm_writer_frame
 {
-    uint8_t* plane[3];   /**< Y, Cb, Cr; each line start is aligned to 64 bytes */
-    int32_t stride[3];   /**< bytes from line to line */
-    int32_t lines[3];    /**< lines that may be written, the codec padding below the picture included */
-    uint32_t slot;       /**< the library's own */
+    uint8_t* plane[3]; /**< Y, Cb, Cr; each line start is aligned to 64 bytes */
+    int32_t stride[3]; /**< bytes from line to line */
+    int32_t
+        lines[3];  /**< lines that may be written, the codec padding below the picture included */
+    uint32_t slot; /**< the library's own */
     uint64_t generation; /**< the library's own */
 } shm_writer_frame_t;
 
@@ -58,11 +59,11 @@ typedef struct shm_writer_statistics
     uint64_t video_frames_written;
     uint64_t video_frames_dropped; /**< not acquired because every slot was held */
     uint64_t audio_frames_written; /**< sample frames */
-    uint64_t audio_breaks;         /**< times that a gap or step in the timestamps ended the older audio */
-    uint32_t readers;              /**< handles open now */
-    uint32_t pinned_slots;         /**< slots that readers hold now */
-    uint32_t pins;                 /**< locks that readers hold now */
-    uint32_t slots;                /**< video slots in all */
+    uint64_t audio_breaks; /**< times that a gap or step in the timestamps ended the older audio */
+    uint32_t readers;      /**< handles open now */
+    uint32_t pinned_slots; /**< slots that readers hold now */
+    uint32_t pins;         /**< locks that readers hold now */
+    uint32_t slots;        /**< video slots in all */
 } shm_writer_statistics_t;
 
 /** Sets every field of @p config to its default (in brackets above) or to 0. */

@@ -17,8 +17,7 @@ qint64 wallClockNanoseconds()
 OpsRateCounter::OpsRateCounter(double alpha, double initialRate)
     : mAlpha(alpha)
     , mRate(initialRate)
-{
-}
+{}
 
 void OpsRateCounter::restart(double rate)
 {
