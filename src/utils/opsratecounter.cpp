@@ -2,15 +2,11 @@
 
 #include <chrono>
 
+#include "utils/clocks.h"
+
 namespace {
 
 constexpr double NanosecondsPerSecond = 1e9;
-
-qint64 wallClockNanoseconds()
-{
-    using namespace std::chrono;
-    return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
-}
 
 } // namespace
 
@@ -29,7 +25,7 @@ void OpsRateCounter::restart(double rate)
 void OpsRateCounter::tick()
 {
     ++mCount;
-    qint64 const now = wallClockNanoseconds();
+    qint64 const now = clockNanoseconds<std::chrono::system_clock>();
     if (mCount == 1) {
         mFirstTick = now;
         mLastTick = now;
