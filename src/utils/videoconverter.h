@@ -59,6 +59,9 @@ protected:
 private:
     Q_DISABLE_COPY(VideoFrameConverter)
 
+    QSize outputSize(QSize const& frameSize) const;
+    bool prepareContext(QSize const& frameSize, QSize const& size);
+
     SwsContext* mContext = nullptr;
 };
 
