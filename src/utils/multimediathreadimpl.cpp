@@ -4,6 +4,7 @@
 #include <ctime>
 #include <utility>
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 
 namespace {
@@ -17,7 +18,7 @@ constexpr qint64 ShortestSleep = 100;
 // How long a callback may outlast the timeout of stop() before Qt ends the process for it, as it
 // does for every thread destroyed while running. On a busy machine two tick intervals pass easily;
 // a callback that waits for the thread that stops it would never come back.
-constexpr unsigned long OverdueMilliseconds = 5000;
+constexpr qint64 OverdueMilliseconds = 5000;
 
 // A signal that interrupts the sleep only brings the next tick forward; its successor is due at
 // its own time again.
@@ -40,7 +41,7 @@ MultimediaThreadImpl::MultimediaThreadImpl(
 
 MultimediaThreadImpl::~MultimediaThreadImpl()
 {
-    wait(OverdueMilliseconds);
+    wait(QDeadlineTimer(OverdueMilliseconds));
 }
 
 bool MultimediaThreadImpl::stop(qint64 timeout)
