@@ -25,17 +25,38 @@ QByteArray messageOf(QByteArray const& line)
 
 } // namespace
 
-void* operator new(size_t size)
-{
-    ++allocations;
-    if (void* memory = malloc(size))
-        return memory;
-    throw std::bad_alloc();
-}
-void* operator new[](size_t size, std::nothrow_t const&) noexcept
+namespace {
+
+void* allocate(size_t size)
 {
     ++allocations;
     return malloc(size);
+}
+
+void* allocateOrThrow(size_t size)
+{
+    if (void* memory = allocate(size))
+        return memory;
+    throw std::bad_alloc();
+}
+
+} // namespace
+
+void* operator new(size_t size)
+{
+    return allocateOrThrow(size);
+}
+void* operator new[](size_t size)
+{
+    return allocateOrThrow(size);
+}
+void* operator new(size_t size, std::nothrow_t const&) noexcept
+{
+    return allocate(size);
+}
+void* operator new[](size_t size, std::nothrow_t const&) noexcept
+{
+    return allocate(size);
 }
 void operator delete(void* memory) noexcept
 {
