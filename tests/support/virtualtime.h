@@ -9,8 +9,8 @@
 
 /**
  * Puts the clocks and sleeps of the process under the test's hand for as long as it lives; there
- * is one at a time. Add virtualtime.cpp to the sources of the test program: its clock_gettime() and
- * nanosleep() then take the place of the C library's.
+ * is one at a time. Link qvorlin_virtual_time: its clock_gettime() and nanosleep() then take the
+ * place of the C library's.
  *
  * The wall clock reads what the test sets, in every thread. The monotonic clock and nanosleep() are
  * virtual in the threads that start after the object was made, so that the test's own time-outs
