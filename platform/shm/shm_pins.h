@@ -31,6 +31,10 @@ public:
     static std::optional<ReaderPins> open(
         int place, std::string const& fileName, uint32_t slotCount);
 
+    ReaderPins(ReaderPins&&) = default;
+    ReaderPins& operator=(ReaderPins&&) = delete;
+    ~ReaderPins();
+
     /** Adds a lock; false when the slot has as many as a cell can count. */
     bool add(uint32_t slot);
     void remove(uint32_t slot);
@@ -42,7 +46,8 @@ private:
 
     UniqueFd mFile;
     Mapping mMapping;
-    Cell* mCells = nullptr;
+    uint32_t const mRow;
+    Cell* const mCells;
 };
 
 /**

@@ -60,11 +60,19 @@ std::optional<ReaderPins> ReaderPins::open(
 ReaderPins::ReaderPins(UniqueFd file, Mapping mapping, uint32_t row, uint32_t slotCount)
     : mFile(std::move(file))
     , mMapping(std::move(mapping))
+    , mRow(row)
     , mCells(reinterpret_cast<Cell*>(mMapping.data() + row * pinRowSize(slotCount)))
 {
     // The row's last owner may have died holding locks.
     for (uint32_t slot = 0; slot < slotCount; ++slot)
         mCells[slot].store(0, std::memory_order_relaxed);
+}
+
+ReaderPins::~ReaderPins()
+{
+    // Explicitly, since a forked child may have inherited the open file.
+    if (mFile)
+        unlockByte(mFile.get(), off_t(mRow));
 }
 
 bool ReaderPins::add(uint32_t slot)

@@ -191,7 +191,7 @@ void VideoWriter::getStatistics(shm_writer_statistics_t& statistics)
     statistics.video_frames_written = mHead;
     statistics.video_frames_dropped = mDropped;
     statistics.readers = mPins.countReaders();
-    statistics.slots = mConfig.slot_count;
+    statistics.slot_count = mConfig.slot_count;
     for (uint32_t i = 0; i < mConfig.slot_count; ++i) {
         statistics.pins += mPins.lockCount(i);
         statistics.pinned_slots += mPins.isPinned(i);

@@ -45,11 +45,10 @@ typedef struct shm_writer_config
 /** One video frame to be filled. */
 typedef struct shm_writer_frame
 {
-    uint8_t* plane[3]; /**< Y, Cb, Cr; each line start is aligned to 64 bytes */
-    int32_t stride[3]; /**< bytes from line to line */
-    int32_t
-        lines[3];  /**< lines that may be written, the codec padding below the picture included */
-    uint32_t slot; /**< the library's own */
+    uint8_t* plane[3];   /**< Y, Cb, Cr; each line start is aligned to 64 bytes */
+    int32_t stride[3];   /**< bytes from line to line */
+    int32_t lines[3];    /**< lines that may be written: the picture and the codec padding below */
+    uint32_t slot;       /**< the library's own */
     uint64_t generation; /**< the library's own */
 } shm_writer_frame_t;
 
@@ -59,11 +58,11 @@ typedef struct shm_writer_statistics
     uint64_t video_frames_written;
     uint64_t video_frames_dropped; /**< not acquired because every slot was held */
     uint64_t audio_frames_written; /**< sample frames */
-    uint64_t audio_breaks; /**< times that a gap or step in the timestamps ended the older audio */
-    uint32_t readers;      /**< handles open now */
-    uint32_t pinned_slots; /**< slots that readers hold now */
-    uint32_t pins;         /**< locks that readers hold now */
-    uint32_t slots;        /**< video slots in all */
+    uint64_t audio_breaks;         /**< times that a step in the timestamps ended the older audio */
+    uint32_t readers;              /**< handles open now */
+    uint32_t pinned_slots;         /**< slots that readers hold now */
+    uint32_t pins;                 /**< locks that readers hold now */
+    uint32_t slot_count;           /**< video slots in all */
 } shm_writer_statistics_t;
 
 /** Sets every field of @p config to its default (in brackets above) or to 0. */
