@@ -1,0 +1,168 @@
+#include "messagecheck.h"
+#include "shmpicture.h"
+#include "shmtest.h"
+
+#include <atomic>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <QCoreApplication>
+#include <QtTest>
+
+using namespace shmtest;
+
+class ThreadsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void frames_lockedHereAreUnlockedThere();
+    void everyCall_fromManyThreadsOnOneHandle();
+    void writerCalls_fromManyThreads();
+};
+
+void ThreadsTest::frames_lockedHereAreUnlockedThere()
+{
+    Place place;
+    Writer const writer = openWriter(videoConfig("cam1"));
+    Reader const reader(shm_reader_open("cam1"));
+    QVERIFY(shmpicture::publish(writer.get(), 1, 1));
+    std::mutex mutex;
+    std::vector<shm_video_frame_t> frames;
+    std::atomic<int> faults{0};
+    std::atomic<bool> done{false};
+
+    std::thread unlocking([&] {
+        for (bool last = false; !last;) {
+            last = done;
+            std::unique_lock<std::mutex> lock(mutex);
+            std::vector<shm_video_frame_t> const taken = std::exchange(frames, {});
+            lock.unlock();
+            for (shm_video_frame_t frame : taken) {
+                faults += !shmpicture::isIntact(frame);
+                faults += shmpicture::seedOf(frame) != uint64_t(frame.timestamp);
+                shm_reader_unlock_video(reader.get(), &frame);
+            }
+            std::this_thread::yield();
+        }
+    });
+    std::thread locking([&] {
+        while (!done) {
+            shm_video_frame_t frame = request(0);
+            if (shm_reader_lock_video(reader.get(), &frame, SHM_VIDEO_LOOKUP_LATEST) == 0) {
+                std::lock_guard<std::mutex> const lock(mutex);
+                frames.push_back(frame);
+            }
+            std::this_thread::yield();
+        }
+    });
+    for (int64_t i = 2; i < 2000; ++i) {
+        shmpicture::publish(writer.get(), i, uint64_t(i));
+        std::this_thread::yield();
+    }
+    done = true;
+    locking.join();
+    unlocking.join();
+    for (shm_video_frame_t& frame : frames)
+        shm_reader_unlock_video(reader.get(), &frame);
+    QCOMPARE(faults.load(), 0);
+    QCOMPARE(statistics(writer.get()).pins, 0u);
+}
+
+void ThreadsTest::everyCall_fromManyThreadsOnOneHandle()
+{
+    Place place;
+    shm_writer_config_t config = videoConfig("cam1");
+    config.audio_sample_rate = 48000;
+    config.audio_channels = 1;
+    config.video_spare_count = 16;
+    Writer const writer = openWriter(config);
+    Reader const reader(shm_reader_open("cam1"));
+    std::vector<int16_t> const block(480, 0x55);
+    auto const append = [&](int64_t i) {
+        shm_writer_append_audio(writer.get(), block.data(), 480, i * 10000);
+    };
+    for (int64_t i = 0; i < 10; ++i)
+        append(i);
+    std::atomic<bool> done{false};
+    std::atomic<int> faults{0};
+    auto const read = [&](int id) {
+        std::vector<int16_t> samples(4800);
+        int64_t timestamps[8];
+        while (!done) {
+            shm_audio_status_t const audio = audioStatus(reader.get());
+            int const count = shm_reader_query_audio(reader.get(), SHM_AUDIO_CONTINUOUS,
+                samples.data(), 480, 1, audio.last_timestamp - 20000);
+            for (int i = 0; i < count; ++i)
+                faults += samples[size_t(i)] != 0x55;
+            shm_reader_set_fps(reader.get(), id % 2 ? 10 : 1, 1);
+            shm_reader_get_video_timestamps(reader.get(), timestamps, 8);
+            videoStatus(reader.get());
+            faults += shm_reader_is_ready(reader.get()) != 1;
+            shm_video_frame_t frame = request(audio.last_timestamp);
+            if (shm_reader_lock_video(reader.get(), &frame, shm_video_lookup_mode_t(id)) == 0)
+                faults += !shmpicture::isIntact(frame);
+            shm_reader_unlock_video(reader.get(), &frame);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int id = 0; id < 4; ++id)
+        threads.emplace_back(read, id);
+    for (int64_t i = 10; i < 2000; ++i) {
+        append(i);
+        shmpicture::publish(writer.get(), i * 10000, uint64_t(i));
+        std::this_thread::yield();
+    }
+    done = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    QCOMPARE(faults.load(), 0);
+    QCOMPARE(statistics(writer.get()).pins, 0u);
+}
+
+void ThreadsTest::writerCalls_fromManyThreads()
+{
+    Place place;
+    shm_writer_config_t config = videoConfig("cam1");
+    config.audio_sample_rate = 48000;
+    config.audio_channels = 1;
+    Writer const writer = openWriter(config);
+    std::atomic<int64_t> timestamp{0};
+    std::atomic<uint64_t> committed{0};
+    std::vector<std::thread> threads;
+    for (int id = 0; id < 4; ++id) {
+        threads.emplace_back([&] {
+            int16_t const samples[48] = {};
+            for (int i = 0; i < 500; ++i) {
+                shm_writer_frame_t frame;
+                if (shm_writer_acquire_frame(writer.get(), &frame) != 0)
+                    continue;
+                shm_writer_hold_frame(writer.get(), &frame);
+                shmpicture::fill(frame, 1);
+                // Two threads may come in the wrong order: then one of them is refused.
+                if (shm_writer_commit_frame(writer.get(), &frame, ++timestamp) == 0)
+                    ++committed;
+                else
+                    shm_writer_release_frame(writer.get(), &frame);
+                shm_writer_release_frame(writer.get(), &frame);
+                shm_writer_append_audio(writer.get(), samples, 48, i * 1000);
+                statistics(writer.get());
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    shm_writer_statistics_t const values = statistics(writer.get());
+    QCOMPARE(values.video_frames_written, committed.load());
+    QCOMPARE(values.audio_frames_written, uint64_t(4 * 500 * 48));
+    // All eight slots are still there.
+    shm_writer_frame_t frames[8];
+    for (shm_writer_frame_t& frame : frames)
+        QCOMPARE(shm_writer_acquire_frame(writer.get(), &frame), 0);
+}
+
+QVORLIN_TEST_MAIN(QCoreApplication, ThreadsTest)
+
+#include "tst_threads.moc"
