@@ -1,5 +1,6 @@
 #include "messagecheck.h"
 #include "shm_layout.h"
+#include "shmexercise.h"
 #include "shmpicture.h"
 #include "shmtest.h"
 
@@ -78,63 +79,11 @@ private:
     shm::MediaConfig config_ = {};
 };
 
-unsigned touched = 0;
-
-void touch(uint8_t const* data, size_t size)
-{
-    for (size_t i = 0; i < size; i += 61)
-        touched += data[i];
-    touched += data[size - 1];
-}
-
-/** Uses all that a reader offers; whatever the stream says, this must come to an end. */
-void useReader(shm_reader_t* reader)
-{
-    shm_reader_format_t format;
-    shm_reader_get_format(reader, &format);
-    shm_video_status_t video;
-    shm_reader_get_video_status(reader, &video);
-    QVERIFY(video.frame_count <= 64);
-    int64_t timestamps[64];
-    QVERIFY(shm_reader_get_video_timestamps(reader, timestamps, 64) <= 64);
-    for (unsigned rate : {1u, 10u}) {
-        shm_reader_set_fps(reader, rate, 1);
-        for (int mode = 0; mode < 4; ++mode) {
-            shm_video_frame_t frame = request(1100000);
-            if (shm_reader_lock_video(reader, &frame, shm_video_lookup_mode_t(mode)) == 0) {
-                touch(frame.plane0, size_t(frame.stride0) * size_t(frame.height));
-                touch(frame.plane1, size_t(frame.stride1) * size_t((frame.height + 1) / 2));
-                touch(frame.plane2, size_t(frame.stride2) * size_t((frame.height + 1) / 2));
-            }
-            shm_reader_unlock_video(reader, &frame);
-        }
-    }
-    shm_audio_status_t audio;
-    shm_reader_get_audio_status(reader, SHM_AUDIO_STRICT, &audio);
-    // On the heap and no larger than asked, so that a sample too much is noticed.
-    for (unsigned long count : {1ul, 100ul, 16000ul}) {
-        std::vector<int16_t> samples(count * size_t(qMax(2, format.audio_channels)));
-        for (int64_t timestamp : {int64_t(4000000), audio.first_timestamp, INT64_MIN, INT64_MAX}) {
-            for (int mode : {SHM_AUDIO_STRICT + 0, SHM_AUDIO_CONTINUOUS + 0}) {
-                int const blocks =
-                    shm_reader_query_audio(reader, mode, samples.data(), 1, count, timestamp);
-                QVERIFY(blocks >= -1 && blocks <= 1);
-                int const frames =
-                    shm_reader_query_audio(reader, mode, samples.data(), count, 1, timestamp);
-                QVERIFY(frames >= -1 && frames <= int(count));
-            }
-        }
-    }
-}
-
 /** Opens the stream and uses it; whether that was possible. */
 bool openAndUse()
 {
     Reader const reader(shm_reader_open("cam1"));
-    if (!reader)
-        return false;
-    useReader(reader.get());
-    return true;
+    return reader && shmexercise::use(reader.get());
 }
 
 constexpr uint64_t extremes[] = {0, 1, 2, 3, 7, 63, 64, 127, 128, 255, 256, 1023, 1024, 4095, 65535,
@@ -178,7 +127,7 @@ void HostileTest::untouched_streamWorks()
     QVERIFY(reader);
     QCOMPARE(videoStatus(reader.get()).frame_count, 4u);
     QCOMPARE(audioStatus(reader.get()).sample_count, 16000u);
-    useReader(reader.get());
+    QVERIFY(shmexercise::use(reader.get()));
 }
 
 void HostileTest::everyBitOfTheConfiguration_flipped()
@@ -289,7 +238,7 @@ void HostileTest::everyLiveNumber_extreme()
             if (!isUsed && value > 2)
                 break;
             mVictim->set(offset, value);
-            useReader(early.get());
+            QVERIFY(shmexercise::use(early.get()));
             if (isUsed)
                 QVERIFY(openAndUse());
         }
@@ -297,13 +246,12 @@ void HostileTest::everyLiveNumber_extreme()
             if (!isUsed)
                 break;
             mVictim->set(offset, original + step);
-            useReader(early.get());
+            QVERIFY(shmexercise::use(early.get()));
             mVictim->set(offset, original - step);
-            useReader(early.get());
+            QVERIFY(shmexercise::use(early.get()));
         }
         mVictim->set(offset, original);
     }
-    shm_reader_set_fps(early.get(), 1, 1);
     QCOMPARE(videoStatus(early.get()).frame_count, 4u);
     QCOMPARE(audioStatus(early.get()).sample_count, 16000u);
 }
@@ -336,7 +284,7 @@ void HostileTest::everyLiveNumber_scribbledOverWhileRead()
     timer.start();
     int rounds = 0;
     while (timer.elapsed() < 1500) {
-        useReader(early.get());
+        QVERIFY(shmexercise::use(early.get()));
         QVERIFY(openAndUse());
         ++rounds;
     }
