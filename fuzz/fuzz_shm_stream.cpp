@@ -3,8 +3,8 @@
 // pins, and its new value..
 
 #include "shm_layout.h"
-#include "shm_writer.h"
 #include "shmexercise.h"
+#include "shmhandles.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -17,15 +17,6 @@
 #include <unistd.h>
 
 namespace {
-
-struct Close
-{
-    void operator()(shm_writer_t* writer) const { shm_writer_close(writer); }
-    void operator()(shm_reader_t* reader) const { shm_reader_close(reader); }
-    void operator()(DIR* directory) const { closedir(directory); }
-};
-template<typename T>
-using Handle = std::unique_ptr<T, Close>;
 
 /** A directory of this process alone. */
 std::string const& place()
@@ -44,7 +35,7 @@ std::string const& place()
 
 int openFileEndingIn(std::string const& ending)
 {
-    Handle<DIR> const directory(opendir(place().c_str()));
+    std::unique_ptr<DIR, int (*)(DIR*)> const directory(opendir(place().c_str()), closedir);
     while (dirent const* entry = directory ? readdir(directory.get()) : nullptr) {
         std::string const name = entry->d_name;
         if (name.size() > ending.size() &&
@@ -55,7 +46,7 @@ int openFileEndingIn(std::string const& ending)
 }
 
 /** Video and audio, the audio in more pieces than one. */
-Handle<shm_writer_t> openWriter()
+shmtest::Writer openSmallWriter()
 {
     shm_writer_config_t config;
     shm_writer_config_init(&config);
@@ -66,7 +57,7 @@ Handle<shm_writer_t> openWriter()
     config.video_spare_count = 2;
     config.audio_sample_rate = 1000;
     config.audio_channels = 1;
-    return Handle<shm_writer_t>(shm_writer_open(&config, nullptr, 0));
+    return shmtest::openWriter(config);
 }
 
 void publish(shm_writer_t* writer, int64_t number)
@@ -95,12 +86,12 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
 {
     constexpr size_t recordSize = sizeof(uint16_t) + sizeof(uint64_t);
     place();
-    Handle<shm_writer_t> const writer = openWriter();
+    shmtest::Writer const writer = openSmallWriter();
     if (!writer)
         std::abort();
     for (int64_t number = 1; number <= 8; ++number)
         publish(writer.get(), number);
-    Handle<shm_reader_t> const early(shm_reader_open("fuzz"));
+    shmtest::Reader const early(shm_reader_open("fuzz"));
     if (!early)
         std::abort();
     use(early.get());
@@ -123,7 +114,7 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
     close(pins);
 
     use(early.get());
-    if (Handle<shm_reader_t> const late{shm_reader_open("fuzz")})
+    if (shmtest::Reader const late{shm_reader_open("fuzz")})
         use(late.get());
     for (int64_t number = 9; number <= 12; ++number)
         publish(writer.get(), number);

@@ -150,14 +150,14 @@ bool deriveLayout(MediaConfig& config);
 bool isValidConfig(MediaConfig const& config, uint64_t fileSize);
 
 /** Bytes from one reader's row of pins to the next. */
-constexpr uint32_t pinRowSize(uint32_t slotCount)
+constexpr size_t pinRowSize(uint32_t slotCount)
 {
-    constexpr uint32_t cacheLine = 64;
-    uint32_t const used = slotCount * sizeof(uint16_t);
+    constexpr size_t cacheLine = 64;
+    size_t const used = slotCount * sizeof(uint16_t);
     return used == 0 ? cacheLine : (used + cacheLine - 1) / cacheLine * cacheLine;
 }
 
-constexpr uint32_t pinsFileSize(uint32_t slotCount)
+constexpr size_t pinsFileSize(uint32_t slotCount)
 {
     return maximumReaderCount * pinRowSize(slotCount);
 }

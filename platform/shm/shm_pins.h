@@ -77,7 +77,7 @@ private:
 
     UniqueFd mFile;
     uint32_t mSlotCount;
-    uint32_t mRowCells;
+    size_t mRowCells;
     std::vector<uint16_t> mCopy;
     bool mIsReadable = true;
     std::array<uint32_t, maximumSlotCount> mLockCounts = {};

@@ -9,9 +9,13 @@
  * bytes unchanged and mapped until it is unlocked, also after the handle was closed, after the
  * writer has ended and after another writer has taken the name.
  *
- * Threads: every function may be called from any thread. A frame may be unlocked by another thread
- * than the one that locked it. Locking, unlocking, status, timestamps and audio copies make no
- * system call.
+ * Threads: every function is thread-safe, except that nothing else may be called with a handle
+ * while it is closed. A frame may be unlocked by another thread than the one that locked it.
+ * Locking, unlocking, status, timestamps and audio copies make no system call.
+ *
+ * Processes: streams lie in /dev/shm/qvorlin, or in the directory that the environment variable
+ * QVORLIN_SHM_DIR names. When a process that holds a handle is killed, the kernel tells the others,
+ * unless it has forked a child that hasn't called exec.
  *
  * Errors: nothing is logged and nothing aborts. A corrupt stream reads as an absent one.
  */
@@ -107,7 +111,10 @@ enum
  */
 SHM_API shm_reader_t* shm_reader_open(const char* name);
 
-/** Closes @p reader; null is ignored. Frames that are still locked stay valid until unlocked. */
+/**
+ * Closes @p reader; null is ignored. Frames that are still locked stay valid until they are
+ * unlocked through this handle, which until then reads as a stream that has gone.
+ */
 SHM_API void shm_reader_close(shm_reader_t* reader);
 
 /** Tells whether the writer of the stream is alive: 1, or 0 when the stream has gone. */
@@ -119,23 +126,28 @@ SHM_API int shm_reader_get_format(shm_reader_t* reader, shm_reader_format_t* for
 /**
  * Thins the video for this reader: from now on it sees only the first frame at or after each
  * instant of the grid of @p num / @p den frames a second. A rate at or above the stream's changes
- * nothing; exactly 1, 1 shows every frame (one frame a second is 1000, 1000).
+ * nothing (where the writer named no rate: at or above 95 % of the measured one); exactly 1, 1
+ * shows every frame (one frame a second is 1000, 1000).
  * @return 0, or -1 when a part is 0.
  */
 SHM_API int shm_reader_set_fps(shm_reader_t* reader, unsigned num, unsigned den);
 
-/** Fills @p status. @return 0, or -1 when there is no video (@p status is then all zero). */
+/**
+ * Fills @p status; frames_valid is 0 as long as there are no frames.
+ * @return 0, or -1 when the stream carries no video (@p status is then all zero).
+ */
 SHM_API int shm_reader_get_video_status(shm_reader_t* reader, shm_video_status_t* status);
 
 /**
  * Writes the timestamps of the newest frames that can be locked, at most @p capacity, ascending.
- * @return how many were written, -1 when there is no video.
+ * @return how many were written, -1 when the stream carries no video or an argument is wrong.
  */
 SHM_API int shm_reader_get_video_timestamps(shm_reader_t* reader, int64_t* out, int capacity);
 
 /**
  * Locks one frame, found by @p mode and @p frame->timestamp, and fills @p frame.
- * @return 0; -1 when there is no such frame (@p frame is then all zero but the timestamp).
+ * @return 0; -1 when there is no such frame or this handle has given out 1,024 locks (@p frame is
+ * then all zero but the timestamp).
  */
 SHM_API int shm_reader_lock_video(
     shm_reader_t* reader, shm_video_frame_t* frame, shm_video_lookup_mode_t mode);
@@ -143,7 +155,11 @@ SHM_API int shm_reader_lock_video(
 /** Gives a locked frame back and clears it. A frame that is not locked is ignored. */
 SHM_API void shm_reader_unlock_video(shm_reader_t* reader, shm_video_frame_t* frame);
 
-/** Fills @p status. @return 0, or -1 when there is no audio (@p status is then all zero). */
+/**
+ * Fills @p status, which is the same for both modes; valid is 0 as long as there is no audio.
+ * @return 0, or -1 when the stream carries no audio or @p mode is unknown (@p status is then all
+ * zero).
+ */
 SHM_API int shm_reader_get_audio_status(shm_reader_t* reader, int mode, shm_audio_status_t* status);
 
 /**
@@ -154,8 +170,8 @@ SHM_API int shm_reader_get_audio_status(shm_reader_t* reader, int mode, shm_audi
  * unless @p timestamp lies more than 10 ms from it, and never starts before the oldest audio.
  *
  * @param dest room for blocks × block_frames × channels samples
- * @return the number of blocks copied, 0 when not even one is there, -1 when there is no audio or
- * an argument is wrong.
+ * @return the number of blocks copied, 0 when not even one is there, -1 when the stream carries no
+ * audio or an argument is wrong.
  */
 SHM_API int shm_reader_query_audio(shm_reader_t* reader, int mode, void* dest, unsigned long blocks,
     unsigned long block_frames, int64_t timestamp);

@@ -12,7 +12,7 @@ namespace shm {
 
 namespace {
 
-bool hasSize(int fd, uint32_t size)
+bool hasSize(int fd, size_t size)
 {
     struct stat info = {};
     return ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size == off_t(size);
@@ -41,7 +41,7 @@ std::optional<ReaderPins> ReaderPins::open(
     UniqueFd file = openAt(place, fileName, O_RDWR);
     if (!file)
         return std::nullopt;
-    uint32_t const size = pinsFileSize(slotCount);
+    size_t const size = pinsFileSize(slotCount);
     if (!hasSize(file.get(), size)) {
         errno = EPROTO;
         return std::nullopt;

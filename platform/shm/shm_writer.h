@@ -9,7 +9,8 @@
  * Lifetime: frames belong to the writer that gave them and end with shm_writer_close(). When the
  * process dies, the kernel tells the readers at once and another writer may take the name.
  *
- * Threads: every function may be called from any thread.
+ * Threads: every function is thread-safe, except that nothing else may be called with a writer
+ * while it is closed.
  */
 #ifndef SHM_WRITER_H
 #define SHM_WRITER_H
@@ -29,16 +30,16 @@ typedef struct shm_writer shm_writer_t;
 typedef struct shm_writer_config
 {
     const char* name;          /**< stream name: UTF-8, not empty, at most 1023 bytes */
-    int32_t video_width;       /**< pixels; 0: no video */
-    int32_t video_height;      /**< pixels; 0: no video */
+    int32_t video_width;       /**< pixels, up to 16384; 0: no video */
+    int32_t video_height;      /**< pixels, up to 16384; 0: no video */
     int32_t video_frame_count; /**< frames kept visible, 2 to 64 (8) */
     int32_t video_spare_count; /**< further slots for frames that are held, 1 to 64 (8) */
     uint32_t frame_rate_num;   /**< nominal frames per second; 0: measured */
     uint32_t frame_rate_den;
-    int32_t audio_sample_rate;  /**< sample frames per second; 0: no audio */
+    int32_t audio_sample_rate;  /**< sample frames per second, up to 384000; 0: no audio */
     int32_t audio_channels;     /**< 1 to 64; 0: no audio */
-    uint32_t audio_duration_ms; /**< audio kept readable, at least 2000 (2000) */
-    mode_t mode;                /**< access, as for a file: read bits allow reading (0660) */
+    uint32_t audio_duration_ms; /**< audio kept readable, 2000 to 60000 (2000) */
+    mode_t mode;                /**< access, as for a file: its read bits allow reading (0660) */
     const char* group; /**< group name or number that owns the stream; null: the process's */
 } shm_writer_config_t;
 
@@ -72,7 +73,8 @@ SHM_API void shm_writer_config_init(shm_writer_config_t* config);
  * Opens a stream and publishes its format.
  * @param error receives one line without newline that names the stream and what was wrong; may be
  * null
- * @return null with errno set on failure; EBUSY when the name has a live writer.
+ * @return null with errno set on failure; EBUSY: the name has a live writer; EINVAL, EILSEQ or
+ * ENAMETOOLONG: a wrong configuration; ENOSPC: not enough shared memory.
  */
 SHM_API shm_writer_t* shm_writer_open(
     const shm_writer_config_t* config, char* error, size_t error_size);
@@ -82,7 +84,8 @@ SHM_API void shm_writer_close(shm_writer_t* writer);
 
 /**
  * Takes a free slot to write a frame into. The caller holds it until it is committed or released.
- * @return 0; -1 with errno EAGAIN when every slot is held (the drop is counted).
+ * @return 0; -1 with errno EAGAIN when every slot is held (the drop is counted), EINVAL when the
+ * stream has no video (@p frame is then all zero).
  */
 SHM_API int shm_writer_acquire_frame(shm_writer_t* writer, shm_writer_frame_t* frame);
 
@@ -101,7 +104,10 @@ SHM_API int shm_writer_commit_frame(
  */
 SHM_API int shm_writer_hold_frame(shm_writer_t* writer, const shm_writer_frame_t* frame);
 
-/** Ends one hold; a frame never committed is free again when its last hold ends. */
+/**
+ * Ends one hold; a frame never committed is free again when its last hold ends.
+ * @return 0; -1 with errno EINVAL when the frame is not held.
+ */
 SHM_API int shm_writer_release_frame(shm_writer_t* writer, const shm_writer_frame_t* frame);
 
 /**
@@ -112,7 +118,7 @@ SHM_API int shm_writer_release_frame(shm_writer_t* writer, const shm_writer_fram
 SHM_API int shm_writer_append_audio(
     shm_writer_t* writer, const int16_t* samples, uint32_t count, int64_t timestamp);
 
-/** Fills @p statistics. @return 0. */
+/** Fills @p statistics. @return 0; -1 with errno EINVAL when an argument is null. */
 SHM_API int shm_writer_get_statistics(shm_writer_t* writer, shm_writer_statistics_t* statistics);
 
 #ifdef __cplusplus

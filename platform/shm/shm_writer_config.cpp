@@ -62,8 +62,7 @@ gid_t toGroup(char const* name)
     std::vector<char> buffer(1024);
     group entry = {};
     group* found = nullptr;
-    int error = 0;
-    while ((error = ::getgrnam_r(name, &entry, buffer.data(), buffer.size(), &found)) == ERANGE)
+    while (::getgrnam_r(name, &entry, buffer.data(), buffer.size(), &found) == ERANGE)
         buffer.resize(2 * buffer.size());
     if (found)
         return found->gr_gid;

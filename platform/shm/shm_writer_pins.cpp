@@ -9,8 +9,8 @@ namespace shm {
 WriterPins::WriterPins(UniqueFd file, uint32_t slotCount)
     : mFile(std::move(file))
     , mSlotCount(slotCount)
-    , mRowCells(pinRowSize(slotCount) / uint32_t(sizeof(uint16_t)))
-    , mCopy(size_t(maximumReaderCount) * mRowCells)
+    , mRowCells(pinRowSize(slotCount) / sizeof(uint16_t))
+    , mCopy(maximumReaderCount * mRowCells)
 {}
 
 void WriterPins::refresh()

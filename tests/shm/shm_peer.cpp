@@ -1,9 +1,7 @@
 // The other process of the stream tests. It ends with its parent.
 
+#include "shmhandles.h"
 #include "shmpicture.h"
-
-#include "shm_reader.h"
-#include "shm_writer.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -26,32 +24,18 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using shmtest::openWriter;
+using shmtest::Reader;
+using shmtest::Writer;
 using std::chrono::microseconds;
 
 // Tells readers of the counting writer that no frame follows.
 constexpr uint64_t lastSeed = 1u << 30;
 
-struct Close
-{
-    void operator()(shm_writer_t* writer) const { shm_writer_close(writer); }
-    void operator()(shm_reader_t* reader) const { shm_reader_close(reader); }
-};
-using Writer = std::unique_ptr<shm_writer_t, Close>;
-using Reader = std::unique_ptr<shm_reader_t, Close>;
-
 void say(char const* line)
 {
     std::printf("%s\n", line);
     std::fflush(stdout);
-}
-
-Writer openWriter(shm_writer_config_t const& config)
-{
-    char error[256] = "";
-    Writer writer(shm_writer_open(&config, error, sizeof error));
-    if (!writer)
-        std::fprintf(stderr, "shm_peer: %s\n", error);
-    return writer;
 }
 
 Reader waitForStream(char const* name)

@@ -1,7 +1,6 @@
 #include "shmtest.h"
 
 #include <QCoreApplication>
-#include <QDebug>
 #include <QDir>
 
 namespace shmtest {
@@ -53,15 +52,6 @@ shm_writer_config_t audioConfig(char const* name)
     config.audio_sample_rate = 48000;
     config.audio_channels = 2;
     return config;
-}
-
-Writer openWriter(shm_writer_config_t const& config)
-{
-    char error[256] = "";
-    Writer writer(shm_writer_open(&config, error, sizeof error));
-    if (!writer)
-        qInfo("%s", error);
-    return writer;
 }
 
 QByteArray refusal(shm_writer_config_t const& config)

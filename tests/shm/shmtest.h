@@ -1,10 +1,7 @@
 #ifndef SHMTEST_H
 #define SHMTEST_H
 
-#include "shm_reader.h"
-#include "shm_writer.h"
-
-#include <memory>
+#include "shmhandles.h"
 
 #include <QByteArray>
 #include <QProcess>
@@ -30,21 +27,10 @@ private:
     QTemporaryDir mDirectory;
 };
 
-struct Close
-{
-    void operator()(shm_writer_t* writer) const { shm_writer_close(writer); }
-    void operator()(shm_reader_t* reader) const { shm_reader_close(reader); }
-};
-using Writer = std::unique_ptr<shm_writer_t, Close>;
-using Reader = std::unique_ptr<shm_reader_t, Close>;
-
 /** A small picture, 4 frames and 4 spare slots, 25 frames a second. */
 shm_writer_config_t videoConfig(char const* name);
 /** Two channels at 48 kHz. */
 shm_writer_config_t audioConfig(char const* name);
-
-/** Null when it fails; the reason is then shown with the test's output. */
-Writer openWriter(shm_writer_config_t const& config);
 
 /** What shm_writer_open() says when it refuses; empty when it doesn't. */
 QByteArray refusal(shm_writer_config_t const& config);

@@ -185,10 +185,10 @@ void LayoutTest::derivedFields_ofAKnownStream()
 
 void LayoutTest::pinRows_fillCacheLines()
 {
-    QCOMPARE(pinRowSize(0), 64u);
-    QCOMPARE(pinRowSize(32), 64u);
-    QCOMPARE(pinRowSize(33), 128u);
-    QCOMPARE(pinsFileSize(128), 128u * 256u);
+    QCOMPARE(pinRowSize(0), size_t(64));
+    QCOMPARE(pinRowSize(32), size_t(64));
+    QCOMPARE(pinRowSize(33), size_t(128));
+    QCOMPARE(pinsFileSize(128), size_t(128 * 256));
 }
 
 QVORLIN_TEST_MAIN(QCoreApplication, LayoutTest)

@@ -16,6 +16,33 @@ Q_DECLARE_METATYPE(shm_writer_config_t)
 
 using namespace shmtest;
 
+namespace {
+
+/** A stream of eight slots, four of them visible, all held by a reader. */
+struct FullHouse
+{
+    FullHouse()
+    {
+        for (int64_t timestamp = 1; timestamp <= 8; ++timestamp) {
+            shmpicture::publish(writer.get(), timestamp, uint64_t(timestamp));
+            locked.push_back(request(timestamp));
+            shm_reader_lock_video(reader.get(), &locked.back(), SHM_VIDEO_LOOKUP_LATEST);
+        }
+    }
+    ~FullHouse()
+    {
+        for (shm_video_frame_t& frame : locked)
+            shm_reader_unlock_video(reader.get(), &frame);
+    }
+
+    Place place;
+    Writer writer = openWriter(videoConfig("cam1"));
+    Reader reader{shm_reader_open("cam1")};
+    std::vector<shm_video_frame_t> locked;
+};
+
+} // namespace
+
 class WriterTest : public QObject
 {
     Q_OBJECT
@@ -344,53 +371,31 @@ void WriterTest::acquire_manyAtOnce()
 
 void WriterTest::everySlotHeld_dropsAndCounts()
 {
-    Place place;
-    Writer const writer = openWriter(videoConfig("cam1"));
-    Reader const reader(shm_reader_open("cam1"));
-    // Four frames are visible, four slots are spare: with each new frame locked, eight fit.
-    std::vector<shm_video_frame_t> locked;
-    int64_t timestamp = 0;
-    while (locked.size() < 8) {
-        ++timestamp;
-        QVERIFY(shmpicture::publish(writer.get(), timestamp, uint64_t(timestamp)));
-        locked.push_back(request(timestamp));
-        QCOMPARE(shm_reader_lock_video(reader.get(), &locked.back(), SHM_VIDEO_LOOKUP_LATEST), 0);
-    }
+    FullHouse const house;
     shm_writer_frame_t frame;
     for (int i = 0; i < 3; ++i) {
         errno = 0;
-        QCOMPARE(shm_writer_acquire_frame(writer.get(), &frame), -1);
+        QCOMPARE(shm_writer_acquire_frame(house.writer.get(), &frame), -1);
         QCOMPARE(errno, EAGAIN);
         QVERIFY(!frame.plane[0]);
     }
-    QCOMPARE(videoStatus(reader.get()).frames_dropped, uint64_t(3));
-    QCOMPARE(videoStatus(reader.get()).frames_written, uint64_t(8));
-    QCOMPARE(statistics(writer.get()).video_frames_dropped, uint64_t(3));
-    QCOMPARE(statistics(writer.get()).pinned_slots, 8u);
-    for (size_t i = 0; i < locked.size(); ++i) {
-        QCOMPARE(shmpicture::seedOf(locked[i]), uint64_t(i + 1));
-        QVERIFY(shmpicture::isIntact(locked[i]));
-        shm_reader_unlock_video(reader.get(), &locked[i]);
+    QCOMPARE(videoStatus(house.reader.get()).frames_dropped, uint64_t(3));
+    QCOMPARE(videoStatus(house.reader.get()).frames_written, uint64_t(8));
+    QCOMPARE(statistics(house.writer.get()).video_frames_dropped, uint64_t(3));
+    QCOMPARE(statistics(house.writer.get()).pinned_slots, 8u);
+    for (size_t i = 0; i < house.locked.size(); ++i) {
+        QCOMPARE(shmpicture::seedOf(house.locked[i]), uint64_t(i + 1));
+        QVERIFY(shmpicture::isIntact(house.locked[i]));
     }
 }
 
 void WriterTest::everySlotHeld_recoversWithOneUnlock()
 {
-    Place place;
-    Writer const writer = openWriter(videoConfig("cam1"));
-    Reader const reader(shm_reader_open("cam1"));
-    std::vector<shm_video_frame_t> locked;
-    for (int64_t timestamp = 1; timestamp <= 8; ++timestamp) {
-        QVERIFY(shmpicture::publish(writer.get(), timestamp, 1));
-        locked.push_back(request(timestamp));
-        shm_reader_lock_video(reader.get(), &locked.back(), SHM_VIDEO_LOOKUP_LATEST);
-    }
-    QVERIFY(!shmpicture::publish(writer.get(), 9, 9));
-    shm_reader_unlock_video(reader.get(), &locked[5]);
-    QVERIFY(shmpicture::publish(writer.get(), 9, 9));
-    QCOMPARE(timestampFound(reader.get(), 0, SHM_VIDEO_LOOKUP_LATEST), int64_t(9));
-    for (shm_video_frame_t& frame : locked)
-        shm_reader_unlock_video(reader.get(), &frame);
+    FullHouse house;
+    QVERIFY(!shmpicture::publish(house.writer.get(), 9, 9));
+    shm_reader_unlock_video(house.reader.get(), &house.locked[5]);
+    QVERIFY(shmpicture::publish(house.writer.get(), 9, 9));
+    QCOMPARE(timestampFound(house.reader.get(), 0, SHM_VIDEO_LOOKUP_LATEST), int64_t(9));
 }
 
 void WriterTest::pinnedOldestFrames_areSteppedOver()
@@ -422,22 +427,12 @@ void WriterTest::pinnedOldestFrames_areSteppedOver()
 
 void WriterTest::fullHouse_keepsTheVisibleFrames()
 {
-    Place place;
-    Writer const writer = openWriter(videoConfig("cam1"));
-    Reader const reader(shm_reader_open("cam1"));
-    std::vector<shm_video_frame_t> locked;
-    for (int64_t timestamp = 1; timestamp <= 8; ++timestamp) {
-        QVERIFY(shmpicture::publish(writer.get(), timestamp, 1));
-        locked.push_back(request(timestamp));
-        shm_reader_lock_video(reader.get(), &locked.back(), SHM_VIDEO_LOOKUP_LATEST);
-    }
-    QVERIFY(!shmpicture::publish(writer.get(), 9, 9));
-    shm_video_status_t const status = videoStatus(reader.get());
+    FullHouse const house;
+    QVERIFY(!shmpicture::publish(house.writer.get(), 9, 9));
+    shm_video_status_t const status = videoStatus(house.reader.get());
     QCOMPARE(status.frame_count, 4u);
     QCOMPARE(status.first_timestamp, int64_t(5));
     QCOMPARE(status.last_timestamp, int64_t(8));
-    for (shm_video_frame_t& frame : locked)
-        shm_reader_unlock_video(reader.get(), &frame);
 }
 
 void WriterTest::statistics_countWhatIsHeld()
