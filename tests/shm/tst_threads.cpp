@@ -8,7 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <QCoreApplication>
+#include <QFile>
 #include <QtTest>
 
 using namespace shmtest;
@@ -21,6 +25,7 @@ private slots:
     void frames_lockedHereAreUnlockedThere();
     void everyCall_fromManyThreadsOnOneHandle();
     void writerCalls_fromManyThreads();
+    void name_isNeverTakenTwiceNorLost();
 };
 
 void ThreadsTest::frames_lockedHereAreUnlockedThere()
@@ -161,6 +166,60 @@ void ThreadsTest::writerCalls_fromManyThreads()
     shm_writer_frame_t frames[8];
     for (shm_writer_frame_t& frame : frames)
         QCOMPARE(shm_writer_acquire_frame(writer.get(), &frame), 0);
+}
+
+void ThreadsTest::name_isNeverTakenTwiceNorLost()
+{
+    Place place;
+    QByteArray const lockFile = QFile::encodeName(place.path() + QStringLiteral("/cam1.lock"));
+    std::atomic<int> live{0};
+    std::atomic<int> opened{0};
+    std::atomic<int> faults{0};
+    std::atomic<bool> done{false};
+    auto const repeat = [&](auto const& action) {
+        return std::thread([&done, action] {
+            while (!done) {
+                action();
+                std::this_thread::yield();
+            }
+        });
+    };
+    auto const write = [&] {
+        shm_writer_config_t const config = videoConfig("cam1");
+        Writer const writer(shm_writer_open(&config, nullptr, 0));
+        if (!writer)
+            return;
+        ++opened;
+        faults += ++live != 1;
+        // Nobody has cleaned it away.
+        faults += !shmpicture::publish(writer.get(), opened, 1);
+        Reader const reader(shm_reader_open("cam1"));
+        faults += timestampFound(reader.get(), 0, SHM_VIDEO_LOOKUP_LATEST) == -1;
+        --live;
+    };
+    // Both clean up when they find no live stream.
+    auto const read = [] {
+        Reader(shm_reader_open("cam1"));
+    };
+    // What a writer leaves that is killed right after it made the lock file.
+    auto const leave = [&] {
+        int const fd = ::open(lockFile.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (fd >= 0)
+            ::close(fd);
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i)
+        threads.push_back(repeat(write));
+    for (int i = 0; i < 2; ++i)
+        threads.push_back(repeat(read));
+    threads.push_back(repeat(leave));
+    QTRY_VERIFY_WITH_TIMEOUT(opened > 1000, 20000);
+    done = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    QCOMPARE(faults.load(), 0);
+    QVERIFY(!shm_reader_open("cam1"));
+    QCOMPARE(place.files(), QStringList());
 }
 
 QVORLIN_TEST_MAIN(QCoreApplication, ThreadsTest)
