@@ -10,7 +10,9 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QRandomGenerator>
+#include <QScopeGuard>
 #include <QThread>
 #include <QtTest>
 
@@ -22,9 +24,11 @@ class DeathTest : public QObject
 
 private slots:
     void killedReader_slotsAreFreeWithinASecond();
+    void killedReader_isNoticedByTheStatistics();
     void killedReader_slotsAreFreeAtOnceWhenNeeded();
     void killedReader_rowIsGivenToAnother();
     void killedWriter_isNoticedAtOnce();
+    void killedWriter_isNotMaskedByAReadersLock();
     void killedWriter_leavesNothingOnceAReaderLooks();
     void killedWriter_leavesNothingOnceAnyWriterOpens();
     void killedWriter_twoHundredTimes();
@@ -44,17 +48,40 @@ void DeathTest::killedReader_slotsAreFreeWithinASecond()
     QCOMPARE(peer.readLine(), QByteArray("holding"));
     QCOMPARE(statistics(writer.get()).pinned_slots, 4u);
 
+    QFile pins(QFile::decodeName(place.fileEndingIn(QStringLiteral(".pins"))));
+    QVERIFY(pins.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
+    auto const isAnyPinned = [&] {
+        pins.seek(0);
+        QByteArray const bytes = pins.readAll();
+        return bytes.count('\0') != bytes.size();
+    };
+    QVERIFY(isAnyPinned());
     peer.kill();
     QElapsedTimer timer;
     timer.start();
-    while (statistics(writer.get()).pinned_slots != 0 && timer.elapsed() < 5000) {
+    // Writing frames is all it takes.
+    while (isAnyPinned() && timer.elapsed() < 5000) {
         shmpicture::publish(writer.get(), timestamp++, 1);
         QThread::msleep(10);
     }
-    QCOMPARE(statistics(writer.get()).pins, 0u);
-    QCOMPARE(statistics(writer.get()).readers, 0u);
     qInfo("slots free after %lld ms", timer.elapsed());
     QVERIFY(timer.elapsed() < 1000);
+    QCOMPARE(statistics(writer.get()).pins, 0u);
+    QCOMPARE(statistics(writer.get()).readers, 0u);
+}
+
+void DeathTest::killedReader_isNoticedByTheStatistics()
+{
+    Place place;
+    Writer const writer = openWriter(videoConfig("cam1"));
+    QVERIFY(shmpicture::publish(writer.get(), 1, 1));
+    Peer peer(
+        {QStringLiteral("hold"), QStringLiteral("cam1"), QStringLiteral("1"), QStringLiteral("1")});
+    QCOMPARE(peer.readLine(), QByteArray("holding"));
+    QCOMPARE(statistics(writer.get()).pins, 1u);
+    peer.kill();
+    QCOMPARE(statistics(writer.get()).readers, 0u);
+    QTRY_COMPARE_WITH_TIMEOUT(statistics(writer.get()).pins, 0u, 1000);
 }
 
 void DeathTest::killedReader_slotsAreFreeAtOnceWhenNeeded()
@@ -107,6 +134,24 @@ void DeathTest::killedWriter_isNoticedAtOnce()
     QCOMPARE(shm_reader_is_ready(reader.get()), 0);
     shm_reader_format_t format;
     QCOMPARE(shm_reader_get_format(reader.get(), &format), -1);
+}
+
+void DeathTest::killedWriter_isNotMaskedByAReadersLock()
+{
+    Place place;
+    Peer peer({QStringLiteral("write"), QStringLiteral("cam1")});
+    QCOMPARE(peer.readLine(), QByteArray("writing"));
+    Reader const reader(shm_reader_open("cam1"));
+    int const media = ::open(place.fileEndingIn(QStringLiteral(".media")), O_RDONLY | O_CLOEXEC);
+    auto const closeMedia = qScopeGuard([&] { ::close(media); });
+    peer.kill();
+    // All that a reader may lock, and for good.
+    struct flock lock = {};
+    lock.l_type = F_RDLCK;
+    lock.l_whence = SEEK_SET;
+    QCOMPARE(::fcntl(media, F_OFD_SETLK, &lock), 0);
+    QCOMPARE(shm_reader_is_ready(reader.get()), 0);
+    QVERIFY(openWriter(videoConfig("cam1")));
 }
 
 void DeathTest::killedWriter_leavesNothingOnceAReaderLooks()

@@ -108,6 +108,7 @@ private slots:
     void extendedMedia_readAsAbsent();
     void everyLiveNumber_extreme();
     void everyLiveNumber_scribbledOverWhileRead();
+    void retiredSlots_haveNoGeneration();
     void entryOfAnotherFrame_isNotThere();
     void slotOutOfRange_isNotThere();
     void windowTooLarge_isNotThere();
@@ -289,6 +290,20 @@ void HostileTest::everyLiveNumber_scribbledOverWhileRead()
         ++rounds;
     }
     QVERIFY(rounds > 10);
+}
+
+void HostileTest::retiredSlots_haveNoGeneration()
+{
+    // Without this a late reader could pin a slot that is being written.
+    std::vector<uint64_t> generations;
+    for (uint32_t slot = 0; slot < mVictim->config().slot_count; ++slot) {
+        auto const generation =
+            mVictim->get<uint64_t>(off_t(mVictim->config().generations_offset + 8 * slot));
+        if (generation != 0)
+            generations.push_back(generation);
+    }
+    std::sort(generations.begin(), generations.end());
+    QCOMPARE(generations, (std::vector<uint64_t>{3, 4, 5, 6}));
 }
 
 void HostileTest::entryOfAnotherFrame_isNotThere()

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QtTest>
 
@@ -25,6 +26,8 @@ private slots:
     void frames_lockedHereAreUnlockedThere();
     void everyCall_fromManyThreadsOnOneHandle();
     void writerCalls_fromManyThreads();
+    void oldestFrames_areNotOverwrittenUnderALock();
+    void oldestAudio_isNotOverwrittenUnderTheCopy();
     void name_isNeverTakenTwiceNorLost();
 };
 
@@ -166,6 +169,86 @@ void ThreadsTest::writerCalls_fromManyThreads()
     shm_writer_frame_t frames[8];
     for (shm_writer_frame_t& frame : frames)
         QCOMPARE(shm_writer_acquire_frame(writer.get(), &frame), 0);
+}
+
+void ThreadsTest::oldestFrames_areNotOverwrittenUnderALock()
+{
+    // The fewest slots and the frame that goes next: a lock and a reuse meet as often as can be.
+    Place place;
+    shm_writer_config_t config = videoConfig("cam1");
+    config.video_width = 16;
+    config.video_height = 16;
+    config.video_frame_count = 2;
+    config.video_spare_count = 1;
+    Writer const writer = openWriter(config);
+    Reader const reader(shm_reader_open("cam1"));
+    std::atomic<bool> done{false};
+    std::atomic<int> faults{0};
+    std::atomic<int> locks{0};
+    std::thread locking([&] {
+        while (!done) {
+            shm_video_frame_t frame = request(INT64_MIN);
+            if (shm_reader_lock_video(reader.get(), &frame, SHM_VIDEO_LOOKUP_AT_OR_AFTER) != 0)
+                continue;
+            for (int i = 0; i < 3; ++i) {
+                faults += shmpicture::seedOf(frame) != uint64_t(frame.timestamp);
+                faults += !shmpicture::isIntact(frame);
+            }
+            shm_reader_unlock_video(reader.get(), &frame);
+            ++locks;
+        }
+    });
+    int64_t published = 0;
+    QElapsedTimer timer;
+    for (timer.start(); timer.elapsed() < 1000;)
+        published += shmpicture::publish(writer.get(), published + 1, uint64_t(published + 1));
+    done = true;
+    locking.join();
+    QCOMPARE(faults.load(), 0);
+    QVERIFY(locks > 100 && published > 100);
+    qInfo("%d locks during %lld frames", locks.load(), static_cast<long long>(published));
+}
+
+void ThreadsTest::oldestAudio_isNotOverwrittenUnderTheCopy()
+{
+    Place place;
+    shm_writer_config_t config = audioConfig("sound");
+    config.audio_channels = 1;
+    Writer const writer = openWriter(config);
+    Reader const reader(shm_reader_open("sound"));
+    // Each block goes on where the one before ended, and is written as fast as memory allows.
+    constexpr uint32_t period = 30011;
+    std::vector<int16_t> samples(4 * period);
+    for (size_t i = 0; i < samples.size(); ++i)
+        samples[i] = int16_t(i % period);
+    uint64_t position = 0;
+    auto const append = [&] {
+        shm_writer_append_audio(writer.get(), samples.data(), uint32_t(samples.size()),
+            int64_t(position * 1000000 / 48000));
+        position += samples.size();
+    };
+    append();
+    std::atomic<bool> done{false};
+    std::atomic<int> faults{0};
+    std::atomic<int> reads{0};
+    std::thread reading([&] {
+        std::vector<int16_t> read(96000);
+        while (!done) {
+            int const count = shm_reader_query_audio(
+                reader.get(), SHM_AUDIO_CONTINUOUS, read.data(), read.size(), 1, 0);
+            for (int i = 1; i < count; ++i)
+                faults += read[size_t(i)] != (read[size_t(i - 1)] + 1) % int(period);
+            reads += count > 0;
+        }
+    });
+    QElapsedTimer timer;
+    for (timer.start(); timer.elapsed() < 1000;)
+        append();
+    done = true;
+    reading.join();
+    QCOMPARE(faults.load(), 0);
+    QVERIFY(reads > 0);
+    qInfo("%d reads while %.0f s of audio were written", reads.load(), double(position) / 48000);
 }
 
 void ThreadsTest::name_isNeverTakenTwiceNorLost()
