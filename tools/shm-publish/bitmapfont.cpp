@@ -6,7 +6,7 @@ namespace bitmapfont {
 
 namespace {
 
-constexpr int GlyphWidth = 5;
+constexpr unsigned GlyphWidth = 5;
 constexpr uint8_t White = 255;
 
 struct Glyph
@@ -71,20 +71,20 @@ Glyph const* find(char character)
 
 } // namespace
 
-void draw(uint8_t* plane, int stride, int scale, std::string_view text)
+void draw(uint8_t* plane, ptrdiff_t stride, int scale, std::string_view text)
 {
+    auto const dotSize = static_cast<size_t>(scale);
     for (char const character : text) {
         Glyph const* const glyph = find(character);
-        for (int dotRow = 0; glyph && dotRow < GlyphHeight; ++dotRow) {
-            for (int dot = 0; dot < GlyphWidth; ++dot) {
-                if (!(glyph->rows[dotRow] >> (GlyphWidth - 1 - dot) & 1))
-                    continue;
-                uint8_t* line = plane + dotRow * scale * stride + dot * scale;
-                for (int i = 0; i < scale; ++i, line += stride)
-                    std::memset(line, White, static_cast<size_t>(scale));
+        uint8_t* line = plane;
+        for (int i = 0; glyph && i < GlyphHeight * scale; ++i, line += stride) {
+            unsigned const row = glyph->rows[i / scale];
+            for (unsigned dot = 0; dot < GlyphWidth; ++dot) {
+                if (row >> (GlyphWidth - 1 - dot) & 1)
+                    std::memset(line + dot * dotSize, White, dotSize);
             }
         }
-        plane += Advance * scale;
+        plane += Advance * dotSize;
     }
 }
 

@@ -15,7 +15,7 @@ constexpr int Advance = 6;     /**< dots from one character to the next */
  * Draws @p text in white with its upper left corner at @p plane, every dot @p scale pixels wide
  * and high. The caller makes sure that it fits. Other characters read as blanks.
  */
-void draw(uint8_t* plane, int stride, int scale, std::string_view text);
+void draw(uint8_t* plane, ptrdiff_t stride, int scale, std::string_view text);
 
 } // namespace bitmapfont
 

@@ -23,9 +23,9 @@ int64_t monotonicToWall()
     int64_t best = 0;
     int64_t shortest = INT64_MAX;
     for (int i = 0; i < 3; ++i) {
-        const int64_t before = microseconds(CLOCK_MONOTONIC);
-        const int64_t wall = microseconds(CLOCK_REALTIME);
-        const int64_t after = microseconds(CLOCK_MONOTONIC);
+        int64_t const before = microseconds(CLOCK_MONOTONIC);
+        int64_t const wall = microseconds(CLOCK_REALTIME);
+        int64_t const after = microseconds(CLOCK_MONOTONIC);
         if (after - before < shortest) {
             shortest = after - before;
             best = wall - before - shortest / 2;
@@ -52,8 +52,8 @@ void MediaClock::start(int64_t media)
 
 int64_t MediaClock::followWallClock()
 {
-    const int64_t current = monotonicToWall();
-    const int64_t step = current - mMonotonicToWall;
+    int64_t const current = monotonicToWall();
+    int64_t const step = current - mMonotonicToWall;
     if (std::abs(step) <= LargestIgnoredStep)
         return 0;
     mMonotonicToWall = current;

@@ -11,30 +11,46 @@ constexpr int MaxSide = 16384;
 constexpr int MinSide = 16;
 constexpr double MaxRate = 1000;
 
-/** Reads the whole of @p text as one number; no sign but '-', no blanks. */
-template<typename Number>
-bool parseNumber(std::string const& text, Number& number)
+/** Reads the whole of @p text as one number, without sign and blanks. */
+template<typename Number, typename... Base>
+bool parseNumber(std::string const& text, Number& number, Base... base)
 {
     char const* const end = text.data() + text.size();
-    auto const [stop, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stop == end && !text.empty();
+    auto const [stop, error] = std::from_chars(text.data(), end, number, base...);
+    return error == std::errc() && stop == end && text.front() != '-';
 }
 
-bool parseRange(std::string const& text, int min, int max, int& value)
+template<bool Options::*Member, bool Value>
+bool setFlag(std::string const&, Options& options)
 {
-    int number = 0;
-    if (!parseNumber(text, number) || number < min || number > max)
-        return false;
-    value = number;
+    options.*Member = Value;
     return true;
+}
+
+template<std::string Options::*Member>
+bool setText(std::string const& text, Options& options)
+{
+    options.*Member = text;
+    return !text.empty();
+}
+
+template<int Options::*Member, int Min, int Max>
+bool setNumber(std::string const& text, Options& options)
+{
+    return parseNumber(text, options.*Member) && options.*Member >= Min && options.*Member <= Max;
 }
 
 bool parseSize(std::string const& text, Options& options)
 {
     auto const x = text.find('x');
     return x != std::string::npos &&
-           parseRange(text.substr(0, x), MinSide, MaxSide, options.width) &&
-           parseRange(text.substr(x + 1), MinSide, MaxSide, options.height);
+           setNumber<&Options::width, MinSide, MaxSide>(text.substr(0, x), options) &&
+           setNumber<&Options::height, MinSide, MaxSide>(text.substr(x + 1), options);
+}
+
+bool parseRate(std::string const& text, Options& options)
+{
+    return parseRate(text, options.rate);
 }
 
 bool parseDuration(std::string const& text, Options& options)
@@ -48,14 +64,7 @@ bool parseDuration(std::string const& text, Options& options)
 
 bool parseMode(std::string const& text, Options& options)
 {
-    if (text.empty() || text.find_first_not_of("01234567") != std::string::npos)
-        return false;
-    unsigned mode = 0;
-    auto const [stop, error] = std::from_chars(text.data(), text.data() + text.size(), mode, 8);
-    if (error != std::errc() || mode > 0777)
-        return false;
-    options.mode = mode;
-    return true;
+    return parseNumber(text, options.mode, 8) && options.mode <= 0777;
 }
 
 bool parseInputOption(std::string const& text, Options& options)
@@ -67,91 +76,39 @@ bool parseInputOption(std::string const& text, Options& options)
     return true;
 }
 
-bool parseText(std::string const& text, std::string& value)
-{
-    value = text;
-    return !text.empty();
-}
+using Action = CommandLine::Action;
 
 struct Option
 {
     char const* name;
     char const* argument; /**< what the value is called; null: none is taken */
     char const* help;
-    bool (*apply)(std::string const& value, CommandLine& line);
+    bool (*apply)(std::string const& value, Options& options);
+    Action action = Action::Publish;
 };
 
 constexpr Option Table[] = {
-    {"name", "NAME", "name of the stream (live)",
-        [](std::string const& v, CommandLine& l) {
-            return parseText(v, l.options.name);
-        }},
+    {"name", "NAME", "name of the stream (live)", setText<&Options::name>},
     {"format", "FORMAT", "format or device of INPUT, as FFmpeg calls it (lavfi, v4l2, alsa)",
-        [](std::string const& v, CommandLine& l) {
-            return parseText(v, l.options.inputFormat);
-        }},
+        setText<&Options::inputFormat>},
     {"input-option", "KEY=VALUE", "option for opening INPUT, as FFmpeg calls it; may be repeated",
-        [](std::string const& v, CommandLine& l) {
-            return parseInputOption(v, l.options);
-        }},
-    {"loop", nullptr, "begin again at the end of INPUT",
-        [](std::string const&, CommandLine& l) {
-            return l.options.loop = true;
-        }},
-    {"duration", "SECONDS", "end after so much media",
-        [](std::string const& v, CommandLine& l) {
-            return parseDuration(v, l.options);
-        }},
-    {"size", "WxH", "size of the picture (INPUT's, or 1280x720)",
-        [](std::string const& v, CommandLine& l) {
-            return parseSize(v, l.options);
-        }},
-    {"rate", "FPS", "frames a second: 25, 29.97, 30000/1001 (INPUT's, or 25)",
-        [](std::string const& v, CommandLine& l) {
-            return parseRate(v, l.options.rate);
-        }},
+        parseInputOption},
+    {"loop", nullptr, "begin again at the end of INPUT", setFlag<&Options::loop, true>},
+    {"duration", "SECONDS", "end after so much media", parseDuration},
+    {"size", "WxH", "size of the picture (INPUT's, or 1280x720)", parseSize},
+    {"rate", "FPS", "frames a second: 25, 29.97, 30000/1001 (INPUT's, or 25)", parseRate},
     {"audio-rate", "HZ", "samples a second (INPUT's, or 48000)",
-        [](std::string const& v, CommandLine& l) {
-            return parseRange(v, 8000, 384000, l.options.audioRate);
-        }},
-    {"channels", "N", "audio channels (INPUT's, or 2)",
-        [](std::string const& v, CommandLine& l) {
-            return parseRange(v, 1, 64, l.options.channels);
-        }},
-    {"no-video", nullptr, "publish audio alone",
-        [](std::string const&, CommandLine& l) {
-            return !(l.options.video = false);
-        }},
-    {"no-audio", nullptr, "publish video alone",
-        [](std::string const&, CommandLine& l) {
-            return !(l.options.audio = false);
-        }},
-    {"frames", "N", "frames that stay visible, 2 to 64 (8)",
-        [](std::string const& v, CommandLine& l) {
-            return parseRange(v, 2, 64, l.options.frames);
-        }},
-    {"mode", "OCTAL", "access to the stream, as for a file (0660)",
-        [](std::string const& v, CommandLine& l) {
-            return parseMode(v, l.options);
-        }},
-    {"group", "GROUP", "group that owns the stream",
-        [](std::string const& v, CommandLine& l) {
-            return parseText(v, l.options.group);
-        }},
+        setNumber<&Options::audioRate, 8000, 384000>},
+    {"channels", "N", "audio channels (INPUT's, or 2)", setNumber<&Options::channels, 1, 64>},
+    {"no-video", nullptr, "publish audio alone", setFlag<&Options::video, false>},
+    {"no-audio", nullptr, "publish video alone", setFlag<&Options::audio, false>},
+    {"frames", "N", "frames that stay visible, 2 to 64 (8)", setNumber<&Options::frames, 2, 64>},
+    {"mode", "OCTAL", "access to the stream, as for a file (0660)", parseMode},
+    {"group", "GROUP", "group that owns the stream", setText<&Options::group>},
     {"stats", nullptr, "write a line of statistics (JSON) each second and at the end",
-        [](std::string const&, CommandLine& l) {
-            return l.options.stats = true;
-        }},
-    {"help", nullptr, "show this and exit",
-        [](std::string const&, CommandLine& l) {
-            l.action = CommandLine::Action::Help;
-            return true;
-        }},
-    {"version", nullptr, "show the version and exit",
-        [](std::string const&, CommandLine& l) {
-            l.action = CommandLine::Action::Version;
-            return true;
-        }},
+        setFlag<&Options::stats, true>},
+    {"help", nullptr, "show this and exit", nullptr, Action::Help},
+    {"version", nullptr, "show the version and exit", nullptr, Action::Version},
 };
 
 Option const* findOption(std::string const& name)
@@ -166,7 +123,7 @@ Option const* findOption(std::string const& name)
 CommandLine refuse(std::string const& error)
 {
     CommandLine line;
-    line.action = CommandLine::Action::Refuse;
+    line.action = Action::Refuse;
     line.error = error;
     return line;
 }
@@ -202,7 +159,7 @@ CommandLine parseCommandLine(std::vector<std::string> const& arguments)
             continue;
         }
         auto const equals = it->find('=');
-        const std::string given = it->substr(0, equals);
+        std::string const given = it->substr(0, equals);
         Option const* const option =
             given.rfind("--", 0) == 0 ? findOption(given.substr(2)) : nullptr;
         if (!option)
@@ -217,10 +174,14 @@ CommandLine parseCommandLine(std::vector<std::string> const& arguments)
                 return refuse("option '" + given + "' needs a value");
             value = *it;
         }
-        if (!option->apply(value, line))
-            return refuse("bad value '" + value + "' for " + given + ' ' + option->argument);
-        if (line.action != CommandLine::Action::Publish)
+        if (option->action != Action::Publish) {
+            line.action = option->action;
             return line;
+        }
+        if (!option->apply(value, line.options)) {
+            std::string const wanted = given + " " + option->argument;
+            return refuse("bad value '" + value + "' for " + wanted);
+        }
     }
     return checked(line);
 }

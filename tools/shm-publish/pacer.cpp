@@ -19,8 +19,8 @@ int stopDescriptor = -1;
 void onStopSignal(int)
 {
     int const saved = errno;
-    const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(stopDescriptor, &one, sizeof one);
+    uint64_t const one = 1;
+    [[maybe_unused]] ssize_t const written = write(stopDescriptor, &one, sizeof one);
     errno = saved;
 }
 
@@ -73,7 +73,7 @@ Pacer::Event Pacer::wait(int64_t deadline)
         return Event::Stopped;
     if (events[1].revents) {
         uint64_t count = 0;
-        [[maybe_unused]] const ssize_t taken = read(mWake, &count, sizeof count);
+        [[maybe_unused]] ssize_t const taken = read(mWake, &count, sizeof count);
         return Event::Woken;
     }
     return Event::Due;
@@ -81,8 +81,8 @@ Pacer::Event Pacer::wait(int64_t deadline)
 
 void Pacer::wake()
 {
-    const uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(mWake, &one, sizeof one);
+    uint64_t const one = 1;
+    [[maybe_unused]] ssize_t const written = write(mWake, &one, sizeof one);
 }
 
 bool Pacer::stopRequested()

@@ -27,8 +27,8 @@ void Publisher::run()
     startClock();
     for (;;) {
         followWallClock();
-        const Next next = prepareTracks();
-        const int64_t now = MediaClock::monotonicNow();
+        Next const next = prepareTracks();
+        int64_t const now = MediaClock::monotonicNow();
         mReport.update(now);
 
         int64_t deadline = mReport.nextUpdate();
@@ -37,7 +37,7 @@ void Publisher::run()
         else if (next.ended)
             deadline = std::min(deadline, mClock.dueTime(mLastEnd));
 
-        const Pacer::Event event = mPacer.wait(deadline);
+        Pacer::Event const event = mPacer.wait(deadline);
         if (event == Pacer::Event::Stopped)
             return;
         if (event == Pacer::Event::Woken)
@@ -52,7 +52,6 @@ void Publisher::run()
 
 void Publisher::startClock()
 {
-    prepareTracks();
     int64_t begin = INT64_MAX;
     for (Track* const track : mTracks) {
         if (track->prepare(mClock.now()) == Track::State::Ready)
@@ -65,7 +64,12 @@ void Publisher::startClock()
 
 void Publisher::followWallClock()
 {
-    if (mClock.followWallClock() >= 0)
+    int64_t const step = mClock.followWallClock();
+    if (step != 0 && mSource.basis() == MediaClock::Basis::WallClock) {
+        mLimit += mDuration > 0 ? step : 0;
+        mLastEnd += step;
+    }
+    if (step >= 0)
         return;
     // The timestamps of one stream only ascend.
     for (Track* const track : mTracks)
@@ -76,9 +80,9 @@ void Publisher::followWallClock()
 Publisher::Next Publisher::prepareTracks()
 {
     Next next;
-    const int64_t now = mClock.now();
+    int64_t const now = mClock.now();
     for (Track* const track : mTracks) {
-        const Track::State state = track->prepare(now);
+        Track::State const state = track->prepare(now);
         if (state == Track::State::Ready && track->begin() < mLimit) {
             if (!next.track || track->due() < next.track->due())
                 next.track = track;
@@ -92,7 +96,7 @@ Publisher::Next Publisher::prepareTracks()
 
 void Publisher::publish(Track& track)
 {
-    const int64_t lateness = mClock.now() - track.due();
+    int64_t const lateness = mClock.now() - track.due();
     if (lateness > MaxLateness && mSource.basis() == MediaClock::Basis::Start) {
         mClock.delay(lateness);
         ++mStream.counters.stalls;

@@ -35,7 +35,7 @@ private:
     MediaClock mClock;
     std::vector<Track*> mTracks;
     int64_t mLimit = INT64_MAX; /**< nothing that begins here or later is published */
-    int64_t mLastEnd = INT64_MIN;
+    int64_t mLastEnd = 0;       /**< of all that was published */
 };
 
 #endif

@@ -38,7 +38,7 @@ void Report::update(int64_t now)
 {
     if (now < mNext)
         return;
-    const shm_writer_statistics_t statistics = mStream.statistics();
+    shm_writer_statistics_t const statistics = mStream.statistics();
     if (mProgress)
         writeProgress(statistics, static_cast<double>(now - mUpdated) / 1e6);
     if (mStats)
@@ -88,7 +88,7 @@ void Report::writeStatistics(shm_writer_statistics_t const& statistics, bool las
         {"undecodable", counters.undecodable},
         {"readers", statistics.readers},
         {"pinned_slots", statistics.pinned_slots},
-        {"slots", statistics.slots},
+        {"slots", statistics.slot_count},
     };
     std::printf("{\"last\":%s,\"seconds\":%.3f,\"cpu_seconds\":%.3f", last ? "true" : "false",
         elapsed, cpuSeconds());

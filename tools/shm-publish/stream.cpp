@@ -7,8 +7,8 @@
 namespace {
 
 /** Spare slots left to the readers, whatever the source holds. */
-constexpr int ReadersShare = 8;
-constexpr int MaxSpareSlots = 64;
+constexpr unsigned ReadersShare = 8;
+constexpr unsigned MaxSpareSlots = 64;
 
 } // namespace
 
@@ -16,7 +16,7 @@ Stream::Stream(Options const& options, MediaFormat const& format)
     : mOptions(options)
     , mFormat(format)
 {
-    mFormat.heldSlots = std::min(format.heldSlots, MaxSpareSlots - ReadersShare);
+    mFormat.heldSlots = std::min<int>(format.heldSlots, MaxSpareSlots - ReadersShare);
     open();
 }
 
@@ -28,9 +28,9 @@ void Stream::open()
     config.video_width = mFormat.width;
     config.video_height = mFormat.height;
     config.video_frame_count = mOptions.frames;
-    config.video_spare_count = ReadersShare + mFormat.heldSlots;
+    config.video_spare_count = static_cast<int>(ReadersShare) + mFormat.heldSlots;
     config.frame_rate_num = static_cast<uint32_t>(mFormat.rate.num);
-    config.frame_rate_den = static_cast<uint32_t>(mFormat.rate.den);
+    config.frame_rate_den = static_cast<uint32_t>(mFormat.rate.num ? mFormat.rate.den : 0);
     config.audio_sample_rate = mFormat.sampleRate;
     config.audio_channels = mFormat.channels;
     config.mode = mOptions.mode;
@@ -40,6 +40,11 @@ void Stream::open()
     mWriter.reset(shm_writer_open(&config, error, sizeof error));
     if (!mWriter)
         throw Failure(*error ? error : "stream '" + mOptions.name + "' can't be opened");
+}
+
+bool Stream::mayTakeAhead() const
+{
+    return statistics().pinned_slots <= ReadersShare;
 }
 
 bool Stream::acquire(shm_writer_frame_t& frame)

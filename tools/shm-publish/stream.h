@@ -25,7 +25,7 @@ struct Counters
 {
     uint64_t direct = 0;      /**< frames decoded straight into their slot */
     uint64_t converted = 0;   /**< frames that went through a conversion */
-    uint64_t late = 0;        /**< frames left out because their time was over */
+    uint64_t late = 0;        /**< frames left out because their time was over or came twice */
     uint64_t stalls = 0;      /**< times that everything was moved because the input came late */
     uint64_t undecodable = 0; /**< packets that were no use to the decoder */
 };
@@ -41,6 +41,12 @@ public:
     Stream(Options const& options, MediaFormat const& format);
 
     MediaFormat const& format() const { return mFormat; }
+
+    /**
+     * Whether a slot can be taken before it is due. When readers hold more than their share, it
+     * would cost them a frame that they still see.
+     */
+    bool mayTakeAhead() const;
 
     /** Takes a slot to fill; false when readers hold them all, which counts as a dropped frame. */
     bool acquire(shm_writer_frame_t& frame);

@@ -16,8 +16,8 @@ constexpr uint8_t Neutral = 128;
 constexpr int Bars = 8;
 constexpr int64_t MarkerPeriod = 4000000;
 constexpr int TextLines = 3;
-constexpr int TextColumns = 16;  /**< the longest line */
-constexpr int TextLineDots = 10; /**< height of a line, its distance to the next included */
+constexpr int NumberColumns = 14; /**< of the frame number's line, the longest one */
+constexpr int TextLineDots = 10;  /**< height of a line, its distance to the next included */
 
 struct Colour
 {
@@ -48,13 +48,13 @@ int half(int pixels)
     return (pixels + 1) / 2;
 }
 
-void copyLines(uint8_t* to, int stride, uint8_t const* from, int width, int lines)
+void copyLines(uint8_t* to, ptrdiff_t stride, uint8_t const* from, int width, int lines)
 {
     for (int i = 0; i < lines; ++i, to += stride, from += width)
         std::memcpy(to, from, static_cast<size_t>(width));
 }
 
-void fillLines(uint8_t* to, int stride, uint8_t value, int width, int lines)
+void fillLines(uint8_t* to, ptrdiff_t stride, uint8_t value, int width, int lines)
 {
     for (int i = 0; i < lines; ++i, to += stride)
         std::memset(to, value, static_cast<size_t>(width));
@@ -68,8 +68,10 @@ TestPicture::TestPicture(int width, int height, AVRational rate)
     // Even, so that no chroma sample lies across two parts.
     , mBarsEnd(height * 55 / 200 * 2)
     , mStripEnd(height * 67 / 200 * 2)
-    , mTextScale(std::min(width / (TextColumns * bitmapfont::Advance),
+    , mTextScale(std::min(width / ((NumberColumns + 2) * bitmapfont::Advance),
           (height - mStripEnd) / (TextLines * TextLineDots + 2)))
+    , mTextTop(mStripEnd + (height - mStripEnd - (TextLines * TextLineDots - 3) * mTextScale) / 2)
+    , mTextLeft((width - NumberColumns * bitmapfont::Advance * mTextScale) / 2)
     , mStripLine(static_cast<size_t>(width))
 {
     drawBackground(rate);
@@ -84,7 +86,7 @@ void TestPicture::drawBackground(AVRational rate)
     mBackground[2].assign(chroma, Neutral);
 
     for (int x = 0; x < mWidth; ++x) {
-        const Colour colour = barColour(x / 2 * 2 * Bars / mWidth);
+        Colour const colour = barColour(x / 2 * 2 * Bars / mWidth);
         mBackground[0][static_cast<size_t>(x)] = colour.y;
         mBackground[1][static_cast<size_t>(x / 2)] = colour.cb;
         mBackground[2][static_cast<size_t>(x / 2)] = colour.cr;
@@ -92,16 +94,17 @@ void TestPicture::drawBackground(AVRational rate)
     for (int plane = 0; plane < 3; ++plane) {
         int const width = plane ? half(mWidth) : mWidth;
         uint8_t* const first = mBackground[plane].data();
-        for (int line = 1; line < (plane ? mBarsEnd / 2 : mBarsEnd); ++line)
-            std::memcpy(first + line * width, first, static_cast<size_t>(width));
+        int const lines = plane ? mBarsEnd / 2 : mBarsEnd;
+        for (uint8_t* line = first + width; line < first + ptrdiff_t(lines) * width; line += width)
+            std::memcpy(line, first, static_cast<size_t>(width));
     }
 
     char text[64];
-    std::snprintf(text, sizeof text, "%dX%d %.5g FPS", mWidth, mHeight, av_q2d(rate));
-    if (mTextScale > 0 && std::strlen(text) <= TextColumns + 4) {
-        int const scale = std::max(1, mTextScale * 3 / 4);
+    int const length =
+        std::snprintf(text, sizeof text, "%dX%d %.5g FPS", mWidth, mHeight, av_q2d(rate));
+    int const scale = std::max(1, mTextScale * 3 / 4);
+    if (mTextScale > 0 && mTextLeft + length * bitmapfont::Advance * scale <= mWidth)
         bitmapfont::draw(textLine(mBackground[0].data(), mWidth, 2), mWidth, scale, text);
-    }
 }
 
 void TestPicture::draw(
@@ -112,10 +115,10 @@ void TestPicture::draw(
         int const height = plane ? half(mHeight) : mHeight;
         int const flashed = flash ? (plane ? mStripEnd / 2 : mStripEnd) : 0;
         uint8_t* const to = frame.plane[plane];
-        int const stride = frame.stride[plane];
+        ptrdiff_t const stride = frame.stride[plane];
         fillLines(to, stride, plane ? Neutral : White, width, flashed);
-        copyLines(to + flashed * stride, stride, mBackground[plane].data() + flashed * width, width,
-            height - flashed);
+        copyLines(to + flashed * stride, stride,
+            mBackground[plane].data() + ptrdiff_t(flashed) * width, width, height - flashed);
     }
     if (!flash)
         drawMarker(frame, timestamp);
@@ -135,8 +138,9 @@ void TestPicture::drawMarker(shm_writer_frame_t const& frame, int64_t timestamp)
         mStripLine[static_cast<size_t>(i % mWidth)] =
             byte(StripGrey + covered * (White - StripGrey));
     }
-    uint8_t* line = frame.plane[0] + mBarsEnd * frame.stride[0];
-    for (int i = mBarsEnd; i < mStripEnd; ++i, line += frame.stride[0])
+    ptrdiff_t const stride = frame.stride[0];
+    uint8_t* const strip = frame.plane[0] + mBarsEnd * stride;
+    for (uint8_t* line = strip; line < frame.plane[0] + mStripEnd * stride; line += stride)
         std::memcpy(line, mStripLine.data(), mStripLine.size());
 }
 
@@ -146,22 +150,19 @@ void TestPicture::drawTexts(shm_writer_frame_t const& frame, int64_t timestamp, 
     std::snprintf(numberText, sizeof numberText, "FRAME %08llu",
         static_cast<unsigned long long>(number % 100000000));
     uint8_t* const plane = frame.plane[0];
-    int const stride = frame.stride[0];
+    ptrdiff_t const stride = frame.stride[0];
     bitmapfont::draw(textLine(plane, stride, 0), stride, mTextScale, clockText(timestamp));
     bitmapfont::draw(textLine(plane, stride, 1), stride, mTextScale, numberText);
 }
 
-uint8_t* TestPicture::textLine(uint8_t* plane, int stride, int line) const
+uint8_t* TestPicture::textLine(uint8_t* plane, ptrdiff_t stride, int line) const
 {
-    int const block = TextLines * TextLineDots * mTextScale;
-    int const top = mStripEnd + (mHeight - mStripEnd - block) / 2;
-    int const left = (mWidth - (TextColumns - 2) * bitmapfont::Advance * mTextScale) / 2;
-    return plane + (top + (line * TextLineDots + 2) * mTextScale) * stride + left;
+    return plane + (mTextTop + line * TextLineDots * mTextScale) * stride + mTextLeft;
 }
 
 std::string TestPicture::clockText(int64_t timestamp)
 {
-    const time_t second = timestamp / 1000000;
+    time_t const second = timestamp / 1000000;
     if (second != mSecond) {
         localtime_r(&second, &mTime);
         mSecond = second;

@@ -3,6 +3,7 @@
 
 #include <shm_writer.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <string>
@@ -32,7 +33,7 @@ private:
     void drawBackground(AVRational rate);
     void drawMarker(shm_writer_frame_t const& frame, int64_t timestamp);
     void drawTexts(shm_writer_frame_t const& frame, int64_t timestamp, uint64_t number);
-    uint8_t* textLine(uint8_t* plane, int stride, int line) const;
+    uint8_t* textLine(uint8_t* plane, ptrdiff_t stride, int line) const;
     std::string clockText(int64_t timestamp);
 
     int mWidth;
@@ -40,6 +41,8 @@ private:
     int mBarsEnd;   /**< first line of the strip in which the marker runs */
     int mStripEnd;  /**< first line of the text */
     int mTextScale; /**< 0: the picture is too small for text */
+    int mTextTop;
+    int mTextLeft;
     std::vector<uint8_t> mBackground[3];
     std::vector<uint8_t> mStripLine;
     time_t mSecond = -1; /**< that mTime is about */

@@ -32,7 +32,7 @@ public:
         bool const early = index != None && grid.at(index - 1) - now > MaxLead;
         if (index != None && !late && !early)
             return 0;
-        const int64_t before = index;
+        int64_t const before = index;
         index = grid.firstAtOrAfter(now);
         return late ? index - before : 0;
     }
@@ -50,22 +50,23 @@ public:
         , mPicture(format.width, format.height, format.rate)
         , mCursor(format.rate)
     {}
-    ~TestVideoTrack() override { releaseSlots(); }
+    ~TestVideoTrack() override
+    {
+        if (mHolding)
+            mStream.release(mSlot);
+    }
 
     State prepare(int64_t now) override
     {
-        const int64_t wanted = mCursor.index;
-        const int64_t passed = mCursor.follow(now);
+        int64_t const wanted = mCursor.index;
+        int64_t const passed = mCursor.follow(now);
         mStream.counters.late += static_cast<uint64_t>(passed);
         mNumber += static_cast<uint64_t>(passed);
-        if (mDrawn && mCursor.index == wanted)
-            return State::Ready;
+        if (mCursor.index != wanted)
+            mDrawn = false;
         // Drawn ahead of its time, so that the frame is out as soon as it is due.
-        if (!mHolding)
-            mHolding = mStream.acquire(mSlot);
-        if (mHolding)
-            mPicture.draw(mSlot, begin(), mNumber, isFlash());
-        mDrawn = true;
+        if (!mDrawn && mStream.mayTakeAhead())
+            draw();
         return State::Ready;
     }
 
@@ -75,6 +76,8 @@ public:
 
     void publish(int64_t timestamp) override
     {
+        if (!mDrawn)
+            draw();
         if (mHolding && mStream.commit(mSlot, timestamp))
             mHolding = false;
         mDrawn = false;
@@ -91,6 +94,15 @@ public:
     }
 
 private:
+    void draw()
+    {
+        if (!mHolding)
+            mHolding = mStream.acquire(mSlot);
+        if (mHolding)
+            mPicture.draw(mSlot, begin(), mNumber, isFlash());
+        mDrawn = true;
+    }
+
     bool isFlash() const
     {
         return begin() / TimeGrid::Second != mCursor.grid.at(mCursor.index - 1) / TimeGrid::Second;
