@@ -1,4 +1,5 @@
 #include "failure.h"
+#include "ffmpeginput.h"
 #include "options.h"
 #include "pacer.h"
 #include "publisher.h"
@@ -18,7 +19,9 @@ constexpr int ExitUsage = 2;
 
 std::unique_ptr<Source> makeSource(Options const& options)
 {
-    return std::make_unique<TestSource>(options);
+    if (options.input.empty())
+        return std::make_unique<TestSource>(options);
+    return std::make_unique<FfmpegInput>(options);
 }
 
 void publish(Options const& options)
@@ -26,7 +29,7 @@ void publish(Options const& options)
     Pacer pacer;
     // Declared before the source: what its decoders still hold belongs to the stream.
     std::unique_ptr<Stream> stream;
-    const std::unique_ptr<Source> source = makeSource(options);
+    std::unique_ptr<Source> const source = makeSource(options);
     if (!source->open(pacer))
         return;
     stream = std::make_unique<Stream>(options, source->format());
@@ -34,7 +37,7 @@ void publish(Options const& options)
     Report report(options, *stream);
     Publisher(*source, *stream, pacer, report, options.duration).run();
     report.finish();
-    if (const std::string error = source->error(); !error.empty())
+    if (std::string const error = source->error(); !error.empty())
         throw Failure(error);
 }
 
