@@ -549,14 +549,16 @@ void VideoTimelineTest::tick_reachesReceiverInOtherThread()
 {
     auto const source = QSharedPointer<MediaSource>::create(QStringLiteral("cam"));
     VideoTimeline timeline(source, 200, 1);
-    QSignalSpy spy(&timeline, &VideoTimeline::tick);
+    QObject receiver;
     int received = 0;
-    connect(&timeline, &VideoTimeline::tick, this, [&] {
-        if (QThread::currentThread() == thread())
-            ++received;
+    bool inOwnThread = true;
+    connect(&timeline, &VideoTimeline::tick, &receiver, [&] {
+        ++received;
+        inOwnThread = inOwnThread && QThread::currentThread() == receiver.thread();
     });
     timeline.start();
     QTRY_VERIFY_WITH_TIMEOUT(received >= 5, 20000);
+    QVERIFY(inOwnThread);
 }
 
 QVORLIN_TEST_MAIN(QCoreApplication, VideoTimelineTest)
