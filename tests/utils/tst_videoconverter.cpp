@@ -1,5 +1,7 @@
+#include <atomic>
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include <QMutexLocker>
 #include <QtTest>
@@ -290,7 +292,8 @@ void VideoConverterTest::context_notPossible_givesNullImage()
 {
     VideoFrameConverter converter({32, 18}, false, false);
     auto* const buffer = new PlanarBuffer({64, 36}, 1);
-    QVERIFY(converter.convert(planarFrame(buffer, {0, 0}, Timestamp)).isNull());
+    QVideoFrame const frame = planarFrame(buffer, {0, 0}, Timestamp);
+    QVERIFY(converter.convert(frame).isNull());
     QCOMPARE(buffer->mapCount, 0);
     QVERIFY(swscale().scales.isEmpty());
     // The converter goes on to work.
@@ -393,8 +396,7 @@ void VideoConverterTest::imageTooLarge_givesNullImage()
 {
     // More bytes in a line than an image can have.
     VideoFrameConverter converter({1 << 29, 1}, false, true);
-    auto* const buffer = new PlanarBuffer({64, 36}, 1);
-    QVERIFY(converter.convert(planarFrame(buffer, {64, 36}, Timestamp)).isNull());
+    QVERIFY(converter.convert(planarFrame({64, 36}, Timestamp)).isNull());
     QVERIFY(swscale().scales.isEmpty());
 }
 

@@ -1,5 +1,7 @@
+#include <atomic>
 #include <set>
 #include <thread>
+#include <vector>
 
 #include <QtTest>
 
