@@ -102,7 +102,7 @@ private Q_SLOTS:
     void frame_thatCanNotBeMapped_givesNullImage();
     void frame_ofOtherDeclaredFormat_isTakenAsYuv420p();
     void frame_withoutThreePlanes_givesNullImage();
-    void imageTooLarge_givesNullImage();
+    void imageWithoutMemory_givesNullImage();
     void texts_areStartTimeAndMetaData();
     void texts_ofFrameWithoutStartTime();
     void sameFrameTwice_isConvertedTwice();
@@ -392,12 +392,18 @@ void VideoConverterTest::frame_withoutThreePlanes_givesNullImage()
     QVERIFY(VideoFrameConverter::convert(packed, {}, false, false).isNull());
 }
 
-void VideoConverterTest::imageTooLarge_givesNullImage()
+void VideoConverterTest::imageWithoutMemory_givesNullImage()
 {
-    // More bytes in a line than an image can have.
-    VideoFrameConverter converter({1 << 29, 1}, false, true);
-    QVERIFY(converter.convert(planarFrame({64, 36}, Timestamp)).isNull());
+    // What an image too large to be allocated is.
+    QImage none;
+    WatchedConverter converter({32, 18}, true, false);
+    converter.target = &none;
+    auto* const buffer = new PlanarBuffer({64, 36}, 1);
+    QVideoFrame const frame = planarFrame(buffer, {64, 36}, Timestamp);
+    QVERIFY(converter.convert(frame).isNull());
     QVERIFY(swscale().scales.isEmpty());
+    QCOMPARE(buffer->mapCount, 0);
+    QVERIFY(!converter.updated);
 }
 
 void VideoConverterTest::texts_areStartTimeAndMetaData()

@@ -116,6 +116,7 @@ private Q_SLOTS:
     void tick_betweenComputations_advancesWithWallClock();
     void tick_nearMidpoint_computesOffsetAnew_data();
     void tick_nearMidpoint_computesOffsetAnew();
+    void tick_atFrameCloseToNext_computesOffsetAnew();
     void tick_outsideFramesHeld_keepsOffset_data();
     void tick_outsideFramesHeld_keepsOffset();
     void phase_isWatchedNearIntegerRatioOnly_data();
@@ -278,6 +279,17 @@ void VideoTimelineTest::tick_nearMidpoint_computesOffsetAnew()
     qint64 const newest = now - offset - fromMidpoint + interval / 2 + 2 * interval;
     qint64 const ticked = bench.tick(now, evenFrames(newest, interval));
     QCOMPARE(ticked, anew ? newest - interval : now - offset);
+}
+
+void VideoTimelineTest::tick_atFrameCloseToNext_computesOffsetAnew()
+{
+    Bench bench;
+    qint64 const candidate = bench.tick(Now, evenFrames(Now - 30000, 40000)) + 40000;
+    // A frame that has just come counts as the one before, not as the one after.
+    Status status;
+    status.timestamps = {candidate - 40000, candidate, candidate + 1000};
+    status.frameInterval = 40000;
+    QCOMPARE(bench.tick(Now + 40000, status), candidate + 1000 - 40000);
 }
 
 void VideoTimelineTest::tick_outsideFramesHeld_keepsOffset_data()
