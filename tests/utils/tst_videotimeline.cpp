@@ -505,8 +505,8 @@ void VideoTimelineTest::adjust_racingFirstComputation_takesEffect()
         computing = false;
         timeline.start();
         // The request falls into the first computation, each time a little later.
-        while (!computing) {
-        }
+        while (!computing)
+            QThread::yieldCurrentThread();
         QElapsedTimer timer;
         timer.start();
         while (timer.nsecsElapsed() < i * 5) {
