@@ -423,7 +423,7 @@ void TestShmemReader::callsOfSeveralThreads_areSerialised()
             reader.setRealtimeSyncRange(0, 0);
             qint16 raw[8] = {};
             bool const complete =
-                reader.grabVideo(0).isValid() &&
+                reader.open() && reader.grabVideo(0).isValid() &&
                 reader.grabVideo(1, SHM_VIDEO_LOOKUP_LATEST).isValid() &&
                 reader.grabAudio(0, 4ul, 0).isValid() && reader.grabAudio(3, 4ul, raw, 1) == 4 &&
                 reader.getVideoTimestamps().size() == 1 && reader.getAudioFormat().isValid() &&
