@@ -186,13 +186,12 @@ bool MediaSource::createConverter(QSize const& size, bool keepAspectRatio, bool 
 {
     if (mConverter)
         return false;
-    auto converter =
-        std::make_unique<VideoFrameStreamConverter>(size, keepAspectRatio, pointScaling);
+    auto* const converter = new VideoFrameStreamConverter(size, keepAspectRatio, pointScaling);
     VideoFrameStreamConverter* none = nullptr;
-    if (!mConverter.compare_exchange_strong(none, converter.get()))
-        return false;
-    converter.release();
-    return true;
+    bool const first = mConverter.compare_exchange_strong(none, converter);
+    if (!first)
+        delete converter;
+    return first;
 }
 
 QAudioBuffer MediaSource::grabAudioOf(QVideoFrame const& frame)

@@ -35,7 +35,8 @@ class VideoFrameStreamConverter;
  *
  * @code
  * MediaSource source(QStringLiteral("camera"));
- * QObject::connect(&source, &MediaSource::videoReady, widget, &CustomVideoWidget::updateFrame);
+ * QObject::connect(&source, &MediaSource::videoReady,
+ *     &widget, &renderlib::CustomVideoWidget::updateFrame);
  * QObject::connect(&timer, &QTimer::timeout, &source, [&source] { source.requestVideo(); });
  * @endcode
  */
