@@ -1,0 +1,56 @@
+#ifndef VIEWERWINDOW_H
+#define VIEWERWINDOW_H
+
+#include <QElapsedTimer>
+#include <QTimer>
+#include <QWidget>
+
+#include "streamobserver.h"
+
+class FrameStatistics;
+class StatusLine;
+class StreamView;
+
+/** The window: the picture, or a spinner while there is no stream, and the status line below. */
+class ViewerWindow : public QWidget
+{
+    Q_OBJECT
+
+public:
+    /** @param statistics is told of what is shown; must outlive the window */
+    ViewerWindow(QString const& streamName, FrameStatistics& statistics);
+
+public Q_SLOTS:
+    void showImage(QImage const& image);
+    void setState(StreamState const& state);
+
+Q_SIGNALS:
+    /** Images of any other size would have to be scaled for the window. */
+    void imageSizeWanted(QSize const& size);
+
+    /** The first frame since the start, or since waiting(), is on the screen. */
+    void showing();
+
+    /** The stream has gone; the spinner is shown. */
+    void waiting();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void onFramePainted(qint64 timestamp);
+    void wait();
+    void askForImageSize();
+    void updateDisplayRate();
+
+    FrameStatistics& mStatistics;
+    StreamView* mView;
+    StatusLine* mStatusLine;
+    StreamState mState;
+    bool mWaiting = true;
+    QTimer mRateTimer;
+    QElapsedTimer mRatePeriod;
+    qint64 mShownBefore = 0;
+};
+
+#endif
