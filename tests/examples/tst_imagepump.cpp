@@ -1,0 +1,114 @@
+#include "imagepump.h"
+
+#include <QCoreApplication>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include "messagecheck.h"
+#include "streamplace.h"
+#include "teststream.h"
+
+namespace {
+
+/** A pump at 200 images a second of the stream named after the test. */
+struct Fixture
+{
+    QSharedPointer<MediaSource> source =
+        QSharedPointer<MediaSource>::create(QString::fromLatin1(QTest::currentTestFunction()));
+    ImagePump pump{source, 200, 1};
+    QSignalSpy images{&pump, &ImagePump::imageReady};
+
+    QImage lastImage() const { return images.last().first().value<QImage>(); }
+};
+
+/** The same with a stream of one frame. */
+struct StreamFixture : Fixture
+{
+    TestStream stream{QTest::currentTestFunction()};
+
+    bool waitForImages()
+    {
+        if (!stream.isOpen() || !stream.publish())
+            return false;
+        pump.start();
+        return QTest::qWaitFor([this] { return images.size() >= 5; });
+    }
+};
+
+} // namespace
+
+class TestImagePump : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void absentStream_givesNoImages();
+    void stream_givesImagesOfItsOwnSize();
+    void setImageSize_scalesFurtherImages();
+    void source_worksInAnotherThread();
+    void busyReceiver_leavesFewImagesInTheQueue();
+    void stop_endsTheImages();
+
+private:
+    StreamPlace mPlace;
+};
+
+void TestImagePump::absentStream_givesNoImages()
+{
+    Fixture f;
+    f.pump.start();
+    QTest::qWait(100);
+    QCOMPARE(f.images.size(), 0);
+}
+
+void TestImagePump::stream_givesImagesOfItsOwnSize()
+{
+    StreamFixture f;
+    QVERIFY(f.waitForImages());
+    QCOMPARE(f.lastImage().size(), QSize(TestStream::Width, TestStream::Height));
+    QCOMPARE(f.lastImage().text(QStringLiteral("shmname")), f.source->name());
+}
+
+void TestImagePump::setImageSize_scalesFurtherImages()
+{
+    StreamFixture f;
+    QVERIFY(f.waitForImages());
+    // Neither the shape of the frames nor even sides are kept.
+    f.pump.setImageSize(QSize(33, 55));
+    QTRY_COMPARE(f.lastImage().size(), QSize(33, 55));
+}
+
+void TestImagePump::source_worksInAnotherThread()
+{
+    Fixture const f;
+    QVERIFY(f.source->thread() != QThread::currentThread());
+}
+
+void TestImagePump::busyReceiver_leavesFewImagesInTheQueue()
+{
+    StreamFixture f;
+    QVERIFY(f.waitForImages());
+
+    // About 60 ticks pass while this thread takes nothing.
+    QThread::msleep(300);
+    f.images.clear();
+    QVERIFY(f.pump.skippedTicks() >= 20);
+    QCoreApplication::sendPostedEvents(&f.pump);
+    QVERIFY2(f.images.size() <= 3, qPrintable(QString::number(f.images.size())));
+    // And then it goes on.
+    QTRY_VERIFY(f.images.size() >= 10);
+}
+
+void TestImagePump::stop_endsTheImages()
+{
+    StreamFixture f;
+    QVERIFY(f.waitForImages());
+    f.pump.stop();
+    QCoreApplication::processEvents();
+    f.images.clear();
+    QTest::qWait(50);
+    QCOMPARE(f.images.size(), 0);
+}
+
+QVORLIN_TEST_MAIN(QCoreApplication, TestImagePump)
+#include "tst_imagepump.moc"

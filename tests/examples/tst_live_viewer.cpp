@@ -1,0 +1,344 @@
+#include <csignal>
+
+#include <QColor>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QImage>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include "messagecheck.h"
+#include "streamplace.h"
+
+namespace {
+
+// Time for a program to do what it was asked for on a machine with other work.
+constexpr int Patience = 20000; // ms
+
+/** A program of this build; killed in the end. */
+class Program
+{
+public:
+    Program(QString const& name, QStringList const& arguments,
+        QProcessEnvironment const& environment = QProcessEnvironment::systemEnvironment())
+    {
+        mProcess.setProcessEnvironment(environment);
+        mProcess.start(QCoreApplication::applicationDirPath() + QLatin1Char('/') + name, arguments);
+        mProcess.waitForStarted(Patience);
+    }
+    ~Program() { kill(); }
+    Q_DISABLE_COPY(Program)
+
+    void kill()
+    {
+        mProcess.kill();
+        mProcess.waitForFinished(Patience);
+    }
+
+    void sendSignal(int signal) { ::kill(pid_t(mProcess.processId()), signal); }
+
+    /** The exit status, or -1 when a signal ended it. */
+    int exitStatus()
+    {
+        bool const ended =
+            mProcess.state() == QProcess::NotRunning || mProcess.waitForFinished(Patience);
+        return ended && mProcess.exitStatus() == QProcess::NormalExit ? mProcess.exitCode() : -1;
+    }
+
+    /** Reads lines of its output until one is @p wanted. */
+    bool waitForLine(QByteArray const& wanted)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.elapsed() < Patience) {
+            if (!mProcess.canReadLine() && !mProcess.waitForReadyRead(100))
+                continue;
+            while (mProcess.canReadLine()) {
+                if (mProcess.readLine() == wanted + '\n')
+                    return true;
+            }
+        }
+        return false;
+    }
+
+    QByteArray output() { return mProcess.readAllStandardOutput(); }
+    QByteArray errors() { return mProcess.readAllStandardError(); }
+
+private:
+    QProcess mProcess;
+};
+
+constexpr QRgb Background = qRgb(13, 17, 23);
+
+QJsonObject readJson(QString const& file)
+{
+    QFile json(file);
+    return json.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(json.readAll()).object()
+                                          : QJsonObject();
+}
+
+double number(QJsonObject const& report, char const* group, char const* key)
+{
+    return report[QLatin1String(group)].toObject()[QLatin1String(key)].toDouble(-1);
+}
+
+double number(QJsonObject const& report, char const* key)
+{
+    return report[QLatin1String(key)].toDouble(-1);
+}
+
+/** How many pixels of the upper half, where there is nothing but the picture, are @p colour. */
+double shareOf(QImage const& image, QRgb colour)
+{
+    int count = 0;
+    int const lines = image.height() / 2;
+    for (int y = 0; y < lines; ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            count += image.pixel(x, y) == colour;
+    }
+    return image.isNull() ? -1 : double(count) / (image.width() * lines);
+}
+
+} // namespace
+
+class TestLiveViewer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void help_needsNoDisplay();
+    void wrongUsage_exitsWith2_data();
+    void wrongUsage_exitsWith2();
+    void liveStream_isShownAndReported();
+    void slowDisplay_missesFramesAndSaysSo();
+    void absentStream_showsSpinner();
+    void publisherKilledAndRestarted_isShownAgainWithinTwoSeconds();
+    void publisherReplacedAtOnce_pausesBelowTwoSeconds();
+    void signal_endsRunAndWritesOutputs_data();
+    void signal_endsRunAndWritesOutputs();
+    void unwritableOutput_isNamed_data();
+    void unwritableOutput_isNamed();
+
+private:
+    QString path(char const* file) const { return mFolder.filePath(QString::fromLatin1(file)); }
+
+    /** Arguments of a viewer of the stream "test camera" that writes both outputs. */
+    QStringList viewing(QStringList const& more) const
+    {
+        return QStringList{QStringLiteral("--stream"), QStringLiteral("test camera"),
+                   QStringLiteral("--screenshot"), path("shot.png"), QStringLiteral("--report"),
+                   path("report.json")} +
+               more;
+    }
+
+    QString const mViewer = QStringLiteral("live-viewer");
+    QString const mPublisher = QStringLiteral("shm-publish");
+    QStringList const mPublishing{QStringLiteral("--name"), QStringLiteral("test camera"),
+        QStringLiteral("--size"), QStringLiteral("320x180"), QStringLiteral("--rate"),
+        QStringLiteral("25")};
+    QByteArray const mShowing = "live-viewer: showing stream 'test camera'";
+    QByteArray const mWaiting = "live-viewer: waiting for stream 'test camera'";
+    StreamPlace mPlace;
+    QTemporaryDir mFolder;
+};
+
+void TestLiveViewer::help_needsNoDisplay()
+{
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("DISPLAY"));
+    Program viewer(mViewer, {QStringLiteral("--help")}, environment);
+    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(viewer.output().contains("--screenshot"));
+}
+
+void TestLiveViewer::wrongUsage_exitsWith2_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("error");
+    QTest::newRow("unknown option")
+        << QStringList{QStringLiteral("--colour")}
+        << QByteArray("live-viewer: Unknown option 'colour'.; see live-viewer --help\n");
+    QTest::newRow("bad value")
+        << QStringList{QStringLiteral("--seconds"), QStringLiteral("x")}
+        << QByteArray("live-viewer: bad value 'x' for --seconds N; see live-viewer --help\n");
+}
+
+void TestLiveViewer::wrongUsage_exitsWith2()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, error);
+    Program viewer(mViewer, arguments);
+    QCOMPARE(viewer.exitStatus(), 2);
+    QVERIFY(viewer.errors().endsWith(error));
+    QCOMPARE(viewer.output(), QByteArray());
+}
+
+void TestLiveViewer::liveStream_isShownAndReported()
+{
+    Program const publisher(mPublisher, mPublishing);
+    Program viewer(mViewer, viewing({QStringLiteral("--seconds"), QStringLiteral("2")}));
+    QCOMPARE(viewer.exitStatus(), 0);
+
+    QJsonObject const report = readJson(path("report.json"));
+    QCOMPARE(report[QLatin1String("stream")].toObject()[QLatin1String("name")].toString(),
+        QStringLiteral("test camera"));
+    QCOMPARE(number(report, "stream", "width"), 320.0);
+    QCOMPARE(number(report, "stream", "height"), 180.0);
+    QCOMPARE(number(report, "stream", "rate"), 25.0);
+    QVERIFY(qAbs(number(report, "seconds") - 2) < 1);
+
+    double const published = number(report, "frames", "published");
+    double const shown = number(report, "frames", "shown");
+    double const missed = number(report, "frames", "missed");
+    QVERIFY2(published >= 25 && published <= 75, qPrintable(QString::number(published)));
+    QVERIFY2(shown >= 15 && shown <= published + 2, qPrintable(QString::number(shown)));
+    QVERIFY2(missed >= 0 && shown + missed <= published + 2, qPrintable(QString::number(missed)));
+    // 60 display frames show 25 new ones.
+    QVERIFY(number(report, "frames", "repeated") >= 15);
+    double const displayRate = number(report, "displayRate");
+    QVERIFY2(displayRate > 12 && displayRate < 27, qPrintable(QString::number(displayRate)));
+    double const p50 = number(report, "latencyMs", "p50");
+    QVERIFY2(p50 > 5 && p50 < 500, qPrintable(QString::number(p50)));
+    QVERIFY(number(report, "latencyMs", "p99") >= p50);
+    QVERIFY(number(report, "longestPauseMs") >= 30);
+
+    QImage const shot(path("shot.png"));
+    QVERIFY(shareOf(shot, Background) >= 0);
+    QVERIFY(shareOf(shot, Background) < 0.2);
+}
+
+void TestLiveViewer::slowDisplay_missesFramesAndSaysSo()
+{
+    Program const publisher(mPublisher, mPublishing);
+    Program viewer(mViewer, viewing({QStringLiteral("--seconds"), QStringLiteral("2.5"),
+                                QStringLiteral("--rate"), QStringLiteral("2")}));
+    QCOMPARE(viewer.exitStatus(), 0);
+    QJsonObject const report = readJson(path("report.json"));
+    double const shown = number(report, "frames", "shown");
+    QVERIFY2(shown >= 2 && shown <= 6, qPrintable(QString::number(shown)));
+    // Every frame is noticed, though the stream holds fewer than come between two ticks.
+    QVERIFY(number(report, "frames", "published") >= 25);
+    QVERIFY(number(report, "frames", "missed") >= (shown - 1) * 10);
+}
+
+void TestLiveViewer::absentStream_showsSpinner()
+{
+    Program viewer(mViewer, viewing({QStringLiteral("--seconds"), QStringLiteral("0.5")}));
+    QCOMPARE(viewer.exitStatus(), 0);
+
+    QJsonObject const report = readJson(path("report.json"));
+    QCOMPARE(number(report, "frames", "published"), 0.0);
+    QCOMPARE(number(report, "frames", "shown"), 0.0);
+    QCOMPARE(number(report, "frames", "repeated"), 0.0);
+    QCOMPARE(number(report, "displayRate"), 0.0);
+    QVERIFY(report[QLatin1String("stream")].toObject()[QLatin1String("width")].isNull());
+    QVERIFY(report[QLatin1String("latencyMs")].toObject()[QLatin1String("p50")].isNull());
+
+    double const background = shareOf(QImage(path("shot.png")), Background);
+    QVERIFY2(background > 0.99 && background < 1.0, qPrintable(QString::number(background)));
+}
+
+void TestLiveViewer::publisherKilledAndRestarted_isShownAgainWithinTwoSeconds()
+{
+    Program publisher(mPublisher, mPublishing);
+    Program viewer(mViewer, viewing({QStringLiteral("--verbose")}));
+    QVERIFY(viewer.waitForLine(mShowing));
+
+    publisher.kill();
+    QVERIFY(viewer.waitForLine(mWaiting));
+    QElapsedTimer sinceRestart;
+    sinceRestart.start();
+    Program const again(mPublisher, mPublishing);
+    QVERIFY(viewer.waitForLine(mShowing));
+    qint64 const elapsed = sinceRestart.elapsed();
+    qInfo("shown again after %lld ms", elapsed);
+    QVERIFY2(elapsed < 2000, qPrintable(QString::number(elapsed)));
+
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(shareOf(QImage(path("shot.png")), Background) < 0.2);
+}
+
+void TestLiveViewer::publisherReplacedAtOnce_pausesBelowTwoSeconds()
+{
+    Program publisher(mPublisher, mPublishing);
+    Program viewer(mViewer,
+        viewing({QStringLiteral("--verbose"), QStringLiteral("--seconds"), QStringLiteral("3.5")}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    publisher.kill();
+    Program const again(mPublisher, mPublishing);
+    QCOMPARE(viewer.exitStatus(), 0);
+
+    QJsonObject const report = readJson(path("report.json"));
+    double const pause = number(report, "longestPauseMs");
+    qInfo("the picture stood for %.0f ms", pause);
+    QVERIFY2(pause < 2000, qPrintable(QString::number(pause)));
+    QVERIFY(number(report, "frames", "shown") >= 30);
+}
+
+void TestLiveViewer::signal_endsRunAndWritesOutputs_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGTERM") << SIGTERM;
+}
+
+void TestLiveViewer::signal_endsRunAndWritesOutputs()
+{
+    QFETCH(int, signal);
+    QFile::remove(path("shot.png"));
+    QFile::remove(path("report.json"));
+    Program const publisher(mPublisher, mPublishing);
+    Program viewer(mViewer, viewing({QStringLiteral("--verbose")}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    viewer.sendSignal(signal);
+    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(!QImage(path("shot.png")).isNull());
+    QVERIFY(number(readJson(path("report.json")), "frames", "shown") >= 1);
+}
+
+void TestLiveViewer::unwritableOutput_isNamed_data()
+{
+    QTest::addColumn<QString>("option");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("error");
+
+    QString const report = QStringLiteral("--report");
+    QString const screenshot = QStringLiteral("--screenshot");
+    QString const missing = path("missing/file");
+    QTest::newRow("report, no folder")
+        << report << missing
+        << QByteArray("the report to " + missing.toLocal8Bit() + ": No such file or directory");
+    QTest::newRow("screenshot, no folder")
+        << screenshot << missing
+        << QByteArray("the screenshot to " + missing.toLocal8Bit() + ": No such file or directory");
+    QTest::newRow("report, disk full")
+        << report << QStringLiteral("/dev/full")
+        << QByteArray("the report to /dev/full: No space left on device");
+    QTest::newRow("screenshot, disk full")
+        << screenshot << QStringLiteral("/dev/full")
+        << QByteArray("the screenshot to /dev/full: No space left on device");
+}
+
+void TestLiveViewer::unwritableOutput_isNamed()
+{
+    QFETCH(QString, option);
+    QFETCH(QString, file);
+    QFETCH(QByteArray, error);
+    QFile::remove(path("shot.png"));
+    QFile::remove(path("report.json"));
+    Program viewer(
+        mViewer, viewing({QStringLiteral("--seconds"), QStringLiteral("0.1"), option, file}));
+    QCOMPARE(viewer.exitStatus(), 1);
+    QVERIFY2(viewer.errors().endsWith("live-viewer: can't write " + error + "\n"), error);
+    // The other one is written all the same.
+    bool const reportFailed = option == QLatin1String("--report");
+    QVERIFY(QFile::exists(path(reportFailed ? "shot.png" : "report.json")));
+}
+
+QVORLIN_TEST_MAIN(QCoreApplication, TestLiveViewer)
+#include "tst_live_viewer.moc"

@@ -1,0 +1,144 @@
+#include "options.h"
+
+#include <QCoreApplication>
+#include <QtTest>
+
+#include "messagecheck.h"
+
+namespace {
+
+CommandLine parse(QStringList const& arguments)
+{
+    return parseCommandLine(QStringList{QStringLiteral("live-viewer")} + arguments);
+}
+
+CommandLine parse(char const* option, QString const& value)
+{
+    return parse({QString::fromLatin1(option), value});
+}
+
+} // namespace
+
+class TestOptions : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void none_givesTheDefaults();
+    void all_areTaken();
+    void rate_isTakenExactly_data();
+    void rate_isTakenExactly();
+    void wrongUsage_isRefused_data();
+    void wrongUsage_isRefused();
+    void help_namesEveryOption();
+    void version_isPrinted();
+};
+
+void TestOptions::none_givesTheDefaults()
+{
+    CommandLine const line = parse(QStringList());
+    QCOMPARE(line.action, CommandLine::Action::Show);
+    QCOMPARE(line.options.stream, QStringLiteral("live"));
+    QCOMPARE(line.options.seconds, 0.0);
+    QCOMPARE(line.options.rateNum, 60);
+    QCOMPARE(line.options.rateDen, 1);
+    QVERIFY(line.options.screenshot.isEmpty());
+    QVERIFY(line.options.report.isEmpty());
+    QVERIFY(!line.options.verbose);
+}
+
+void TestOptions::all_areTaken()
+{
+    CommandLine const line = parse({QStringLiteral("--stream"), QStringLiteral("camera 1"),
+        QStringLiteral("--seconds"), QStringLiteral("2.5"), QStringLiteral("--screenshot"),
+        QStringLiteral("a.png"), QStringLiteral("--report=b.json"), QStringLiteral("--verbose")});
+    QCOMPARE(line.action, CommandLine::Action::Show);
+    QCOMPARE(line.options.stream, QStringLiteral("camera 1"));
+    QCOMPARE(line.options.seconds, 2.5);
+    QCOMPARE(line.options.screenshot, QStringLiteral("a.png"));
+    QCOMPARE(line.options.report, QStringLiteral("b.json"));
+    QVERIFY(line.options.verbose);
+}
+
+void TestOptions::rate_isTakenExactly_data()
+{
+    QTest::addColumn<int>("num");
+    QTest::addColumn<int>("den");
+    QTest::newRow("25") << 25 << 1;
+    QTest::newRow("29.97") << 29970 << 1000;
+    QTest::newRow("30000/1001") << 30000 << 1001;
+    QTest::newRow("0.5") << 500 << 1000;
+    QTest::newRow("1000") << 1000 << 1;
+}
+
+void TestOptions::rate_isTakenExactly()
+{
+    QFETCH(int, num);
+    QFETCH(int, den);
+    CommandLine const line = parse("--rate", QString::fromLatin1(QTest::currentDataTag()));
+    QCOMPARE(line.action, CommandLine::Action::Show);
+    QCOMPARE(line.options.rateNum, num);
+    QCOMPARE(line.options.rateDen, den);
+}
+
+void TestOptions::wrongUsage_isRefused_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("reason");
+
+    auto row = [](char const* name, QStringList const& arguments, char const* reason) {
+        QTest::newRow(name) << arguments << QString::fromLatin1(reason);
+    };
+    auto bad = [&row](char const* option, char const* value, char const* reason) {
+        QString const text = QString::fromLatin1(value);
+        QByteArray const name = QByteArray(option) + " '" + value + "'";
+        row(name.constData(), {QString::fromLatin1(option), text}, reason);
+    };
+    row("unknown", {QStringLiteral("--colour")}, "Unknown option 'colour'.");
+    row("stray", {QStringLiteral("camera")}, "unexpected argument 'camera'");
+    row("no value", {QStringLiteral("--stream")}, "Missing value after '--stream'.");
+    bad("--stream", "", "bad value '' for --stream NAME");
+    bad("--report", "", "bad value '' for --report FILE");
+    bad("--screenshot", "", "bad value '' for --screenshot FILE");
+    bad("--seconds", "0", "bad value '0' for --seconds N");
+    bad("--seconds", "-1", "bad value '-1' for --seconds N");
+    bad("--seconds", "soon", "bad value 'soon' for --seconds N");
+    bad("--seconds", "nan", "bad value 'nan' for --seconds N");
+    bad("--seconds", "1e9", "bad value '1e9' for --seconds N");
+    bad("--rate", "0", "bad value '0' for --rate FPS");
+    bad("--rate", "nan", "bad value 'nan' for --rate FPS");
+    bad("--rate", "0.0001", "bad value '0.0001' for --rate FPS");
+    bad("--rate", "1001", "bad value '1001' for --rate FPS");
+    bad("--rate", "25/0", "bad value '25/0' for --rate FPS");
+    bad("--rate", "2147483647/1", "bad value '2147483647/1' for --rate FPS");
+    bad("--rate", "25/1/1", "bad value '25/1/1' for --rate FPS");
+}
+
+void TestOptions::wrongUsage_isRefused()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, reason);
+    CommandLine const line = parse(arguments);
+    QCOMPARE(line.action, CommandLine::Action::Refuse);
+    QCOMPARE(line.text, reason);
+}
+
+void TestOptions::help_namesEveryOption()
+{
+    CommandLine const line = parse({QStringLiteral("--help")});
+    QCOMPARE(line.action, CommandLine::Action::Print);
+    for (char const* option : {"--stream <NAME>", "--rate <FPS>", "--seconds <N>",
+             "--screenshot <FILE>", "--report <FILE>", "--verbose"})
+        QVERIFY2(line.text.contains(QLatin1String(option)), option);
+}
+
+void TestOptions::version_isPrinted()
+{
+    QCoreApplication::setApplicationVersion(QStringLiteral("1.2.3"));
+    CommandLine const line = parse({QStringLiteral("--version")});
+    QCOMPARE(line.action, CommandLine::Action::Print);
+    QCOMPARE(line.text, QStringLiteral("live-viewer 1.2.3\n"));
+}
+
+QVORLIN_TEST_MAIN(QCoreApplication, TestOptions)
+#include "tst_options.moc"
