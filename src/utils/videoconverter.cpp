@@ -1,6 +1,7 @@
 #include "utils/videoconverter.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 
 #include <QMutexLocker>
@@ -19,6 +20,29 @@ constexpr int PoolSize = 4;
 // The same bytes as AV_PIX_FMT_BGRA on a little-endian machine; the samples are always opaque, so
 // premultiplied, which Qt paints fastest, costs nothing.
 constexpr QImage::Format ImageFormat = QImage::Format_ARGB32_Premultiplied;
+
+// libswscale writes whole groups of 16 pixels where it does not scale: into the memory behind the
+// last line of an image whose lines are not a multiple of that, or it leaves out the last columns.
+constexpr int LineAlignment = 64;
+
+// An image with room for what libswscale writes; null without memory.
+QImage makeImage(QSize const& size)
+{
+    qint64 const lineBytes =
+        (size.width() * qint64(4) + LineAlignment - 1) / LineAlignment * LineAlignment;
+    if (size.isEmpty() || lineBytes > std::numeric_limits<int>::max() / size.height())
+        return {};
+    void* const pixels = std::aligned_alloc(LineAlignment, size_t(lineBytes * size.height()));
+    if (!pixels)
+        return {};
+    return QImage(static_cast<uchar*>(pixels), size.width(), size.height(), int(lineBytes),
+        ImageFormat, std::free, pixels);
+}
+
+bool hasRoom(QImage const& image)
+{
+    return image.format() == ImageFormat && image.bytesPerLine() % LineAlignment == 0;
+}
 
 // Live frames use the whole range of 0 to 255; libswscale takes YUV as limited unless told.
 void takeSourceAsFullRange(SwsContext* context)
@@ -41,16 +65,23 @@ void takeSourceAsFullRange(SwsContext* context)
 
 bool scale(SwsContext* context, QVideoFrame& frame, QImage& image)
 {
-    if (!frame.map(QAbstractVideoBuffer::ReadOnly))
+    // What receivers hold stays as it is.
+    bool const inPlace = image.isDetached() && hasRoom(image);
+    QImage fresh = inPlace ? QImage() : makeImage(image.size());
+    QImage& target = inPlace ? image : fresh;
+    if (target.isNull() || !frame.map(QAbstractVideoBuffer::ReadOnly))
         return false;
     uint8_t const* const planes[] = {frame.bits(0), frame.bits(1), frame.bits(2), nullptr};
     int const strides[] = {frame.bytesPerLine(0), frame.bytesPerLine(1), frame.bytesPerLine(2), 0};
-    // bits() gives a shared image its own pixels first: what receivers hold stays as it is.
-    uint8_t* const target[] = {image.bits(), nullptr, nullptr, nullptr};
-    int const targetStrides[] = {image.bytesPerLine(), 0, 0, 0};
-    int const lines = sws_scale(context, planes, strides, 0, frame.height(), target, targetStrides);
+    uint8_t* const pixels[] = {target.bits(), nullptr, nullptr, nullptr};
+    int const lineBytes[] = {target.bytesPerLine(), 0, 0, 0};
+    int const lines = sws_scale(context, planes, strides, 0, frame.height(), pixels, lineBytes);
     frame.unmap();
-    return lines >= 0;
+    if (lines < 0)
+        return false;
+    if (!inPlace)
+        image = fresh;
+    return true;
 }
 
 void setTexts(QImage& image, QVideoFrame const& frame)
@@ -101,7 +132,7 @@ QImage VideoFrameConverter::convert(QVideoFrame frame)
         return {};
 
     QImage* const kept = allocateImage(size);
-    QImage fresh = kept ? QImage() : QImage(size, ImageFormat);
+    QImage fresh = kept ? QImage() : makeImage(size);
     QImage& image = kept ? *kept : fresh;
     if (image.isNull() || !scale(mContext, frame, image))
         return {};
@@ -195,7 +226,7 @@ QImage* VideoFrameStreamConverter::allocateImage(QSize const& size)
         // picture.
         if (chosen == mCachedImage)
             mCachedImage = nullptr;
-        *chosen = QImage(size, ImageFormat);
+        *chosen = makeImage(size);
     }
     return chosen;
 }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <thread>
@@ -35,12 +36,13 @@ QImage reference(PlanarBuffer const& source, QSize const& from, QSize const& to,
     sws_setColorspaceDetails(context, table, 1, table, 0, 0, one, one);
     uint8_t const* const planes[] = {source.plane(0), source.plane(1), source.plane(2), nullptr};
     int const strides[] = {source.stride(0), source.stride(1), source.stride(2), 0};
-    QImage image(to, QImage::Format_ARGB32);
+    // Wider by more than libswscale ever writes too much.
+    QImage image({to.width() + 64, to.height() + 1}, QImage::Format_ARGB32);
     uint8_t* const target[] = {image.bits(), nullptr, nullptr, nullptr};
     int const targetStrides[] = {image.bytesPerLine(), 0, 0, 0};
     sws_scale(context, planes, strides, 0, from.height(), target, targetStrides);
     sws_freeContext(context);
-    return image;
+    return image.copy(QRect({0, 0}, to));
 }
 
 /** Shows what a derived class is asked. */
@@ -89,6 +91,8 @@ private Q_SLOTS:
     void sideOfZero_givesNullImage();
     void pixels_areThoseOfSwscale_data();
     void pixels_areThoseOfSwscale();
+    void everyWidth_isFilledToItsLastColumn();
+    void image_isNeverWrittenPastItsEnd();
     void samples_areTakenAsFullRange_data();
     void samples_areTakenAsFullRange();
     void image_isOpaquePremultiplied();
@@ -191,6 +195,45 @@ void VideoConverterTest::pixels_areThoseOfSwscale()
         QImage const expected =
             reference(same, frameSize, size, pointScaling ? SWS_POINT : SWS_FAST_BILINEAR);
         QCOMPARE(image.convertToFormat(QImage::Format_ARGB32), expected);
+    }
+}
+
+void VideoConverterTest::everyWidth_isFilledToItsLastColumn()
+{
+    for (int width = 1; width <= 70; ++width) {
+        for (QSize const& from : {QSize(width, 8), QSize(32, 18)}) {
+            QSize const to(width, 8);
+            QVideoFrame const frame = planarFrame(new PlanarBuffer(from, 5), from, Timestamp);
+            for (bool const pointScaling : {false, true}) {
+                QImage const image = VideoFrameConverter::convert(frame, to, false, pointScaling);
+                QCOMPARE(image.convertToFormat(QImage::Format_ARGB32),
+                    reference(PlanarBuffer(from, 5), from, to,
+                        pointScaling ? SWS_POINT : SWS_FAST_BILINEAR));
+            }
+        }
+    }
+}
+
+void VideoConverterTest::image_isNeverWrittenPastItsEnd()
+{
+    constexpr int guard = 256;
+    constexpr uchar untouched = 0x5a;
+    for (int width = 1; width <= 70; ++width) {
+        QSize const size(width, 8);
+        int const bytes = 4 * width * size.height();
+        std::vector<uchar> pixels(bytes + guard, untouched);
+        QImage target(
+            pixels.data(), width, size.height(), 4 * width, QImage::Format_ARGB32_Premultiplied);
+        WatchedConverter converter({}, false, false);
+        converter.target = &target;
+        QImage const image =
+            converter.convert(planarFrame(new PlanarBuffer(size, 5), size, Timestamp));
+        QCOMPARE(converter.updated, &target);
+        QCOMPARE(image.convertToFormat(QImage::Format_ARGB32),
+            reference(PlanarBuffer(size, 5), size, size, SWS_FAST_BILINEAR));
+        QVERIFY2(std::all_of(pixels.begin() + bytes, pixels.end(),
+                     [](uchar byte) { return byte == untouched; }),
+            qPrintable(QStringLiteral("width %1").arg(width)));
     }
 }
 
