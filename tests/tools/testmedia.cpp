@@ -53,52 +53,52 @@ void encode(Encoder& encoder, AVFormatContext* format, AVFrame const* frame)
     }
 }
 
-void setUpVideo(AVCodecContext& context, MediaSpec const& spec)
+void setUpVideo(AVCodecContext& context, MediaTraits const& traits)
 {
-    context.width = spec.width;
-    context.height = spec.height;
-    context.pix_fmt = spec.pixelFormat;
-    context.time_base = av_inv_q(spec.rate);
-    context.framerate = spec.rate;
-    context.max_b_frames = spec.bFrames;
+    context.width = traits.width;
+    context.height = traits.height;
+    context.pix_fmt = traits.pixelFormat;
+    context.time_base = av_inv_q(traits.rate);
+    context.framerate = traits.rate;
+    context.max_b_frames = traits.bFrames;
     context.gop_size = 12;
     context.bit_rate = 2000000;
     context.color_range =
-        spec.pixelFormat == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : AVCOL_RANGE_UNSPECIFIED;
+        traits.pixelFormat == AV_PIX_FMT_YUVJ420P ? AVCOL_RANGE_JPEG : AVCOL_RANGE_UNSPECIFIED;
 }
 
-void setUpAudio(AVCodecContext& context, MediaSpec const& spec)
+void setUpAudio(AVCodecContext& context, MediaTraits const& traits)
 {
     context.sample_fmt = AV_SAMPLE_FMT_S16;
-    context.sample_rate = spec.sampleRate;
-    av_channel_layout_default(&context.ch_layout, spec.channels);
-    context.time_base = {1, spec.sampleRate};
+    context.sample_rate = traits.sampleRate;
+    av_channel_layout_default(&context.ch_layout, traits.channels);
+    context.time_base = {1, traits.sampleRate};
 }
 
-void encodePicture(Encoder& encoder, AVFormatContext* format, MediaSpec const& spec, int index)
+void encodePicture(Encoder& encoder, AVFormatContext* format, MediaTraits const& traits, int index)
 {
     ffmpeg::Frame const frame(av_frame_alloc());
-    frame->format = spec.pixelFormat;
-    frame->width = spec.width;
-    frame->height = spec.height;
+    frame->format = traits.pixelFormat;
+    frame->width = traits.width;
+    frame->height = traits.height;
     frame->pts = index;
     av_frame_get_buffer(frame.get(), 0);
-    (spec.draw ? spec.draw : drawPattern)(*frame, index);
+    (traits.draw ? traits.draw : drawPattern)(*frame, index);
     encode(encoder, format, frame.get());
 }
 
-void encodeSamples(Encoder& encoder, AVFormatContext* format, MediaSpec const& spec, int first)
+void encodeSamples(Encoder& encoder, AVFormatContext* format, MediaTraits const& traits, int first)
 {
     ffmpeg::Frame const frame(av_frame_alloc());
     frame->format = AV_SAMPLE_FMT_S16;
-    frame->sample_rate = spec.sampleRate;
-    av_channel_layout_default(&frame->ch_layout, spec.channels);
-    frame->nb_samples = std::min(SamplesPerFrame, spec.samples - first);
+    frame->sample_rate = traits.sampleRate;
+    av_channel_layout_default(&frame->ch_layout, traits.channels);
+    frame->nb_samples = std::min(SamplesPerFrame, traits.samples - first);
     frame->pts = first;
     av_frame_get_buffer(frame.get(), 0);
     auto* sample = reinterpret_cast<int16_t*>(frame->data[0]);
     for (int i = first; i < first + frame->nb_samples; ++i) {
-        for (int channel = 0; channel < spec.channels; ++channel)
+        for (int channel = 0; channel < traits.channels; ++channel)
             *sample++ = testSample(i);
     }
     encode(encoder, format, frame.get());
@@ -115,7 +115,7 @@ struct FormatCloser
 
 } // namespace
 
-bool writeMedia(QString const& path, MediaSpec const& spec)
+bool writeMedia(QString const& path, MediaTraits const& traits)
 {
     av_log_set_level(AV_LOG_ERROR);
     QByteArray const file = QFile::encodeName(path);
@@ -124,29 +124,29 @@ bool writeMedia(QString const& path, MediaSpec const& spec)
     std::unique_ptr<AVFormatContext, FormatCloser> const format(created);
     Encoder video;
     Encoder audio;
-    if (spec.video != AV_CODEC_ID_NONE &&
-        !openEncoder(video, created, spec.video,
-            [&](AVCodecContext& context) { setUpVideo(context, spec); }))
+    if (traits.video != AV_CODEC_ID_NONE &&
+        !openEncoder(video, created, traits.video,
+            [&](AVCodecContext& context) { setUpVideo(context, traits); }))
         return false;
-    if (spec.audio != AV_CODEC_ID_NONE &&
-        !openEncoder(audio, created, spec.audio,
-            [&](AVCodecContext& context) { setUpAudio(context, spec); }))
+    if (traits.audio != AV_CODEC_ID_NONE &&
+        !openEncoder(audio, created, traits.audio,
+            [&](AVCodecContext& context) { setUpAudio(context, traits); }))
         return false;
     if (avio_open(&created->pb, file.constData(), AVIO_FLAG_WRITE) < 0 ||
         avformat_write_header(created, nullptr) < 0)
         return false;
-    int const frames = video.stream ? spec.frames : 0;
-    int const samples = audio.stream ? spec.samples : 0;
+    int const frames = video.stream ? traits.frames : 0;
+    int const samples = audio.stream ? traits.samples : 0;
     int sample = 0;
     for (int index = 0; index < frames || sample < samples; ++index) {
         if (index < frames)
-            encodePicture(video, created, spec, index);
-        qint64 const time =
-            index < frames
-                ? av_rescale(index + 1, qint64(spec.sampleRate) * spec.rate.den, spec.rate.num)
-                : samples;
+            encodePicture(video, created, traits, index);
+        qint64 const time = index < frames
+                                ? av_rescale(index + 1, qint64(traits.sampleRate) * traits.rate.den,
+                                      traits.rate.num)
+                                : samples;
         for (; sample < samples && sample < time; sample += SamplesPerFrame)
-            encodeSamples(audio, created, spec, sample);
+            encodeSamples(audio, created, traits, sample);
     }
     if (frames)
         encode(video, created, nullptr);

@@ -11,7 +11,7 @@ extern "C" {
 }
 
 /** What a media file for a test is to contain. */
-struct MediaSpec
+struct MediaTraits
 {
     AVCodecID video = AV_CODEC_ID_NONE;
     AVPixelFormat pixelFormat = AV_PIX_FMT_YUV420P;
@@ -29,7 +29,7 @@ struct MediaSpec
 };
 
 /** Writes @p path, whose suffix tells the format; false when an encoder is not there. */
-bool writeMedia(QString const& path, MediaSpec const& spec);
+bool writeMedia(QString const& path, MediaTraits const& traits);
 
 /** A textured picture that moves from frame to frame. */
 void drawPattern(AVFrame& frame, int index);

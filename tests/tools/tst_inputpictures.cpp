@@ -67,17 +67,17 @@ void InputPicturesTest::pictures_areThoseOfTheFile()
     QFETCH(int, format);
     QFETCH(int, width);
     QFETCH(int, height);
-    MediaSpec spec;
-    spec.video = AVCodecID(codec);
-    spec.pixelFormat = AVPixelFormat(format);
-    spec.width = width;
-    spec.height = height;
-    spec.bFrames = bFrames;
-    spec.rate = {50, 1};
-    if (!writeMedia(file("pictures.mkv"), spec))
+    MediaTraits traits;
+    traits.video = AVCodecID(codec);
+    traits.pixelFormat = AVPixelFormat(format);
+    traits.width = width;
+    traits.height = height;
+    traits.bFrames = bFrames;
+    traits.rate = {50, 1};
+    if (!writeMedia(file("pictures.mkv"), traits))
         QSKIP("this FFmpeg has no encoder for the codec");
     std::vector<size_t> const expected = decodedHashes(file("pictures.mkv"));
-    QCOMPARE(expected.size(), size_t(spec.frames));
+    QCOMPARE(expected.size(), size_t(traits.frames));
 
     QString const name = uniqueName();
     PublishProcess program(
@@ -103,10 +103,10 @@ void InputPicturesTest::pictures_areThoseOfTheFile()
 
 void InputPicturesTest::lockedPicture_staysWhileTheDecoderGoesOn()
 {
-    MediaSpec spec;
-    spec.video = AV_CODEC_ID_MPEG4;
-    spec.bFrames = 2;
-    QVERIFY(writeMedia(file("video.mkv"), spec));
+    MediaTraits traits;
+    traits.video = AV_CODEC_ID_MPEG4;
+    traits.bFrames = 2;
+    QVERIFY(writeMedia(file("video.mkv"), traits));
     QString const name = uniqueName();
     PublishProcess program(play(file("video.mkv"), name, QStringLiteral("--loop --frames 4")));
     StreamCapture stream(name);
@@ -126,12 +126,12 @@ void InputPicturesTest::lockedPicture_staysWhileTheDecoderGoesOn()
 
 void InputPicturesTest::rgbPictures_becomeFullRange()
 {
-    MediaSpec spec;
-    spec.video = AV_CODEC_ID_FFV1;
-    spec.pixelFormat = AV_PIX_FMT_BGR0;
-    spec.frames = 6;
-    spec.draw = drawGrey(0, 51);
-    QVERIFY(writeMedia(file("rgb.mkv"), spec));
+    MediaTraits traits;
+    traits.video = AV_CODEC_ID_FFV1;
+    traits.pixelFormat = AV_PIX_FMT_BGR0;
+    traits.frames = 6;
+    traits.draw = drawGrey(0, 51);
+    QVERIFY(writeMedia(file("rgb.mkv"), traits));
     QString const name = uniqueName();
     PublishProcess program(play(file("rgb.mkv"), name, QStringLiteral("--loop --stats")));
     StreamCapture stream(name);
@@ -145,12 +145,12 @@ void InputPicturesTest::rgbPictures_becomeFullRange()
 void InputPicturesTest::scaledPictures_keepTheirSamples()
 {
     for (AVPixelFormat const format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV444P}) {
-        MediaSpec spec;
-        spec.video = AV_CODEC_ID_FFV1;
-        spec.pixelFormat = format;
-        spec.frames = 4;
-        spec.draw = drawGrey(0, 85);
-        QVERIFY(writeMedia(file("grey.mkv"), spec));
+        MediaTraits traits;
+        traits.video = AV_CODEC_ID_FFV1;
+        traits.pixelFormat = format;
+        traits.frames = 4;
+        traits.draw = drawGrey(0, 85);
+        QVERIFY(writeMedia(file("grey.mkv"), traits));
         QString const name = uniqueName();
         PublishProcess program(
             play(file("grey.mkv"), name, QStringLiteral("--loop --size 333x111")));
@@ -165,17 +165,17 @@ void InputPicturesTest::scaledPictures_keepTheirSamples()
 
 void InputPicturesTest::roundedTimestamps_getTheRatesSpacing()
 {
-    MediaSpec spec;
-    spec.video = AV_CODEC_ID_MPEG4;
-    spec.rate = {30000, 1001};
-    spec.frames = 30;
+    MediaTraits traits;
+    traits.video = AV_CODEC_ID_MPEG4;
+    traits.rate = {30000, 1001};
+    traits.frames = 30;
     // Matroska rounds every time to the millisecond.
-    QVERIFY(writeMedia(file("ntsc.mkv"), spec));
+    QVERIFY(writeMedia(file("ntsc.mkv"), traits));
     QString const name = uniqueName();
     PublishProcess program(play(file("ntsc.mkv"), name, QStringLiteral("--loop --frames 64")));
     StreamCapture stream(name);
     QVERIFY(stream.pollFrames(50));
-    TimeGrid const grid(spec.rate);
+    TimeGrid const grid(traits.rate);
     for (size_t i = 0; i < stream.frames.size(); ++i) {
         qint64 const offset = stream.frames[i].timestamp - stream.frames[0].timestamp;
         QVERIFY(std::abs(offset - qint64(grid.at(qint64(i)))) <= 1);
@@ -194,12 +194,12 @@ void InputPicturesTest::otherRate_repeatsOrLeavesOutPictures()
 {
     QFETCH(int, inputRate);
     QFETCH(int, rate);
-    MediaSpec spec;
-    spec.video = AV_CODEC_ID_FFV1;
-    spec.rate = {inputRate, 1};
-    spec.frames = inputRate;
-    spec.draw = drawGrey(0, 5);
-    QVERIFY(writeMedia(file("rate.mkv"), spec));
+    MediaTraits traits;
+    traits.video = AV_CODEC_ID_FFV1;
+    traits.rate = {inputRate, 1};
+    traits.frames = inputRate;
+    traits.draw = drawGrey(0, 5);
+    QVERIFY(writeMedia(file("rate.mkv"), traits));
     QString const name = uniqueName();
     PublishProcess program(
         play(file("rate.mkv"), name, QStringLiteral("--loop --frames 64 --rate %1").arg(rate)));
@@ -214,11 +214,11 @@ void InputPicturesTest::otherRate_repeatsOrLeavesOutPictures()
 
 void InputPicturesTest::loopedPicture_isAVideo()
 {
-    MediaSpec spec;
-    spec.video = AV_CODEC_ID_MJPEG;
-    spec.pixelFormat = AV_PIX_FMT_YUVJ420P;
-    spec.frames = 1;
-    QVERIFY(writeMedia(file("picture.jpg"), spec));
+    MediaTraits traits;
+    traits.video = AV_CODEC_ID_MJPEG;
+    traits.pixelFormat = AV_PIX_FMT_YUVJ420P;
+    traits.frames = 1;
+    QVERIFY(writeMedia(file("picture.jpg"), traits));
     QString const name = uniqueName();
     PublishProcess program(play(file("picture.jpg"), name, QStringLiteral("--loop")));
     StreamCapture stream(name);

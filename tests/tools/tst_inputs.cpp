@@ -43,21 +43,21 @@ private:
 void InputsTest::initTestCase()
 {
     QVERIFY(mDirectory.isValid());
-    MediaSpec spec;
-    spec.video = AV_CODEC_ID_MPEG4;
-    spec.audio = AV_CODEC_ID_PCM_S16LE;
-    spec.bFrames = 2;
-    QVERIFY(writeMedia(file("both.mkv"), spec));
-    spec.bFrames = 0;
-    QVERIFY(writeMedia(file("both.avi"), spec));
-    spec.audio = AV_CODEC_ID_NONE;
-    QVERIFY(writeMedia(file("video.mkv"), spec));
-    spec.frames = 100;
-    spec.rate = {50, 1};
-    QVERIFY(writeMedia(file("video.ts"), spec));
-    spec.video = AV_CODEC_ID_NONE;
-    spec.audio = AV_CODEC_ID_PCM_S16LE;
-    QVERIFY(writeMedia(file("sound.wav"), spec));
+    MediaTraits traits;
+    traits.video = AV_CODEC_ID_MPEG4;
+    traits.audio = AV_CODEC_ID_PCM_S16LE;
+    traits.bFrames = 2;
+    QVERIFY(writeMedia(file("both.mkv"), traits));
+    traits.bFrames = 0;
+    QVERIFY(writeMedia(file("both.avi"), traits));
+    traits.audio = AV_CODEC_ID_NONE;
+    QVERIFY(writeMedia(file("video.mkv"), traits));
+    traits.frames = 100;
+    traits.rate = {50, 1};
+    QVERIFY(writeMedia(file("video.ts"), traits));
+    traits.video = AV_CODEC_ID_NONE;
+    traits.audio = AV_CODEC_ID_PCM_S16LE;
+    QVERIFY(writeMedia(file("sound.wav"), traits));
 }
 
 void InputsTest::sound_isThatOfTheFile()

@@ -61,10 +61,10 @@ void Pacer::close()
 Pacer::Event Pacer::wait(int64_t deadline)
 {
     // All zero would disarm the timer, and what is past needs none.
-    itimerspec spec = {};
-    spec.it_value.tv_sec = deadline > 0 ? deadline / 1000000 : 0;
-    spec.it_value.tv_nsec = deadline > 0 ? deadline % 1000000 * 1000 : 1;
-    timerfd_settime(mTimer, TFD_TIMER_ABSTIME, &spec, nullptr);
+    itimerspec timeout = {};
+    timeout.it_value.tv_sec = deadline > 0 ? deadline / 1000000 : 0;
+    timeout.it_value.tv_nsec = deadline > 0 ? deadline % 1000000 * 1000 : 1;
+    timerfd_settime(mTimer, TFD_TIMER_ABSTIME, &timeout, nullptr);
 
     pollfd events[] = {{stopDescriptor, POLLIN, 0}, {mWake, POLLIN, 0}, {mTimer, POLLIN, 0}};
     while (poll(events, 3, -1) < 0 && errno == EINTR) {
