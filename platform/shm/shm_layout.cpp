@@ -74,11 +74,12 @@ bool deriveLayout(MediaConfig& config)
         // Decoders write whole macroblocks and, some of them, a few lines more.
         config.luma_lines = uint32_t(aligned(config.video_height, 64)) + 16;
         config.chroma_lines = config.luma_lines / 2;
-        config.luma_stride = uint32_t(aligned(config.video_width, planeAlignment));
-        config.chroma_stride = uint32_t(aligned((config.video_width + 1) / 2, planeAlignment));
+        config.luma_stride = uint32_t(aligned(config.video_width, lineAlignment));
+        config.chroma_stride = uint32_t(aligned((config.video_width + 1) / 2, lineAlignment));
         uint64_t const chromaSize = uint64_t(config.chroma_stride) * config.chroma_lines;
-        config.plane1_offset = uint64_t(config.luma_stride) * config.luma_lines;
-        config.plane2_offset = config.plane1_offset + chromaSize;
+        uint64_t const lumaSize = uint64_t(config.luma_stride) * config.luma_lines;
+        config.plane1_offset = aligned(lumaSize, planeAlignment);
+        config.plane2_offset = aligned(config.plane1_offset + chromaSize, planeAlignment);
         config.slot_size = aligned(config.plane2_offset + chromaSize, pageSize);
         config.slots_offset = aligned(end, pageSize);
         end = config.slots_offset + config.slot_size * config.slot_count;

@@ -137,8 +137,10 @@ static_assert(std::atomic<uint16_t>::is_always_lock_free, "shared counters need 
 static_assert(std::has_unique_object_representations_v<MediaConfig>, "no hidden padding");
 static_assert(sizeof(MediaConfig) == 2048 && sizeof(MediaHeader) == 4096, "fixed layout");
 
-/** Bytes of a plane line or start that a decoder can rely on being aligned. */
+/** The alignment of the start of a plane, in bytes. */
 constexpr uint32_t planeAlignment = 64;
+// A plane is uploaded as it is into a texture as wide as its lines, and wider ones would be seen.
+constexpr uint32_t lineAlignment = 4;
 
 /**
  * Fills the derived fields of @p config from the chosen ones.

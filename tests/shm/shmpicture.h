@@ -29,7 +29,7 @@ inline bool isPlaneIntact(uint8_t const* plane, size_t size, uint64_t seed)
     return difference == 0;
 }
 
-/** Fills every byte that may be written. Lines begin at multiples of 64 bytes. */
+/** Fills every byte that may be written. */
 inline void fill(shm_writer_frame_t const& frame, uint64_t seed)
 {
     for (unsigned plane = 0; plane < 3; ++plane) {

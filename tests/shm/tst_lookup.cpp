@@ -169,9 +169,9 @@ void LookupTest::lock_fillsTheWholeRecord()
     QCOMPARE(frame.height, 34);
     QCOMPARE(frame.timestamp, int64_t(100));
     QVERIFY(frame.plane0 && frame.plane1 && frame.plane2 && frame.lock != 0);
-    QCOMPARE(frame.stride0, 128);
-    QCOMPARE(frame.stride1, 64);
-    QCOMPARE(frame.stride2, 64);
+    QCOMPARE(frame.stride0, 68);
+    QCOMPARE(frame.stride1, 36);
+    QCOMPARE(frame.stride2, 36);
     for (uint8_t const* plane : {frame.plane0, frame.plane1, frame.plane2})
         QCOMPARE(reinterpret_cast<uintptr_t>(plane) % 64, uintptr_t(0));
     QVERIFY(shmpicture::isIntact(frame));
