@@ -1,0 +1,9 @@
+#include "renderlib/customvideosurfacepainter.h"
+
+namespace renderlib {
+
+CustomVideoSurfacePainter::~CustomVideoSurfacePainter() = default;
+
+void CustomVideoSurfacePainter::viewportDestroyed() {}
+
+} // namespace renderlib
