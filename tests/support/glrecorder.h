@@ -27,6 +27,8 @@ struct GlCall
     double result = 0;
 };
 
+Q_DECLARE_METATYPE(GlCall)
+
 using GlCalls = QVector<GlCall>;
 
 /** Names and numbers only. */
