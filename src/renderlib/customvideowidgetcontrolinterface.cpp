@@ -1,0 +1,7 @@
+#include "renderlib/customvideowidgetcontrolinterface.h"
+
+namespace renderlib {
+
+CustomVideoWidgetControlInterface::~CustomVideoWidgetControlInterface() = default;
+
+} // namespace renderlib
