@@ -26,6 +26,7 @@ bool QOpenGLContext::create()
 {
     static auto* const create = original<bool(QOpenGLContext*)>("_ZN14QOpenGLContext6createEv");
     ++contextFaults().creations;
+    contextFaults().creationParent = parent();
     if (contextFaults().failingCreations > 0) {
         --contextFaults().failingCreations;
         return false;
@@ -33,12 +34,9 @@ bool QOpenGLContext::create()
     return create(this);
 }
 
-void QOpenGLContext::swapBuffers(QSurface* surface)
+void QOpenGLContext::swapBuffers(QSurface* /*surface*/)
 {
-    static auto* const swap =
-        original<void(QOpenGLContext*, QSurface*)>("_ZN14QOpenGLContext11swapBuffersEP8QSurface");
     ++contextFaults().swaps;
-    swap(this, surface);
 }
 
 bool QOpenGLShaderProgram::hasOpenGLShaderPrograms(QOpenGLContext* context)

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include <QOpenGLContext>
+#include <QPainter>
 
 #include "renderlib/customvideosurfacegenericpainter.h"
 #include "renderlib/customvideosurfaceglslpainter.h"
@@ -53,10 +54,11 @@ Error setFrame(char const* painter, QVideoFrame const& frame)
     return fakePainters().frameError;
 }
 
-Error paint(char const* painter, QRectF const& target, QRectF const& source)
+Error paint(char const* name, QRectF const& target, QPainter* painter, QRectF const& source)
 {
-    note(painter, "paint");
+    note(name, "paint");
     fakePainters().target = target;
+    fakePainters().deviceSize = {painter->device()->width(), painter->device()->height()};
     fakePainters().source = source;
     return fakePainters().paintError;
 }
@@ -115,9 +117,9 @@ Error CustomVideoSurfaceGenericPainter::setCurrentFrame(QVideoFrame const& frame
 }
 
 Error CustomVideoSurfaceGenericPainter::paint(
-    QRectF const& target, QPainter* /*painter*/, QRectF const& source)
+    QRectF const& target, QPainter* painter, QRectF const& source)
 {
-    return ::paint("generic", target, source);
+    return ::paint("generic", target, painter, source);
 }
 
 QColor CustomVideoSurfaceGenericPainter::backgroundColor() const
@@ -229,9 +231,9 @@ void CustomVideoSurfaceGlslPainter::stop()
 }
 
 Error CustomVideoSurfaceGlslPainter::paint(
-    QRectF const& target, QPainter* /*painter*/, QRectF const& source)
+    QRectF const& target, QPainter* painter, QRectF const& source)
 {
-    return ::paint("glsl", target, source);
+    return ::paint("glsl", target, painter, source);
 }
 
 } // namespace renderlib

@@ -4,6 +4,7 @@
 #include <QAbstractVideoSurface>
 #include <QColor>
 #include <QRectF>
+#include <QSize>
 #include <QStringList>
 #include <QVideoFrame>
 #include <QVideoSurfaceFormat>
@@ -18,6 +19,7 @@ struct FakePainters
     QVideoSurfaceFormat format;
     QVideoFrame frame;
     QRectF target;
+    QSize deviceSize;
     QRectF source;
     QColor backgroundColor;
     Qt::AspectRatioMode aspectRatioMode = Qt::IgnoreAspectRatio;
