@@ -6,6 +6,7 @@
 #include "renderlib/customvideosurfaceglslpainter.h"
 
 #include "messagecheck.h"
+#include "picturecheck.h"
 
 using renderlib::CustomVideoSurfaceGenericPainter;
 using renderlib::CustomVideoSurfaceGlslPainter;
@@ -26,17 +27,6 @@ bool succeeded(QAbstractVideoSurface::Error error, char const* what)
     if (error != QAbstractVideoSurface::NoError)
         qWarning("The painter refused its %s: error %d", what, int(error));
     return error == QAbstractVideoSurface::NoError;
-}
-
-/** QPainter leaves anything in the alpha of a framebuffer that it draws an opaque image onto. */
-QImage opaque(QImage image)
-{
-    for (int y = 0; y < image.height(); ++y) {
-        uchar* line = image.scanLine(y);
-        for (int x = 0; x < image.width(); ++x)
-            line[4 * x + 3] = 255;
-    }
-    return image;
 }
 
 /** Whether QPainter draws the picture; of a painter with shaders, only a pixmap. */
@@ -142,6 +132,7 @@ QImage CanvasPainter::paint(Scene const& scene)
         [&](QPainter* device) { error = mPainter->paint(scene.target, device, scene.source); });
     if (!succeeded(error, "paint"))
         return QImage();
+    // QPainter leaves anything in the alpha of what it draws an opaque image onto.
     return mAnyAlpha ? opaque(image) : image;
 }
 

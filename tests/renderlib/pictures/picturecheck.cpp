@@ -89,3 +89,13 @@ int differingPixels(QImage const& one, QImage const& other, int tolerance)
 {
     return compare(one, other, tolerance).pixels;
 }
+
+QImage opaque(QImage image)
+{
+    for (int y = 0; y < image.height(); ++y) {
+        uchar* line = image.scanLine(y);
+        for (int x = 0; x < image.width(); ++x)
+            line[4 * x + 3] = 255;
+    }
+    return image;
+}

@@ -14,6 +14,9 @@ QString pictureDifference(QImage const& actual, QImage const& wanted, int tolera
 /** How many pixels have a channel that is more than @p tolerance of 255 off. */
 int differingPixels(QImage const& one, QImage const& other, int tolerance = 2);
 
+/** The RGBA8888 @p image without its alpha, where that says nothing. */
+QImage opaque(QImage image);
+
 /** Fails the test function unless the two pictures are the same but for rounding. */
 #define COMPARE_PICTURES(actual, wanted)                                                           \
     do {                                                                                           \
