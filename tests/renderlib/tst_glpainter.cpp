@@ -49,10 +49,8 @@ private Q_SLOTS:
     void isFormatSupported_dependsOnFormat();
     void accessors_keepWhatIsSet();
     void rgbTexture_hasSizeOfFrame();
-    void yuv420Textures_areRoundedUpToFour_data();
-    void yuv420Textures_areRoundedUpToFour();
-    void nv12Textures_areRoundedUpToFour_data();
-    void nv12Textures_areRoundedUpToFour();
+    void yuvTextures_areRoundedUpToFour_data();
+    void yuvTextures_areRoundedUpToFour();
     void colorMatrix_followsColorSpace_data();
     void colorMatrix_followsColorSpace();
     void colorMatrix_isIdentityForRgb();
@@ -186,9 +184,7 @@ void GLPainterTest::rgbTexture_hasSizeOfFrame()
     QCOMPARE(painter.mTextureHeights[0], 361);
 }
 
-namespace {
-
-void addPlaneSizes()
+void GLPainterTest::yuvTextures_areRoundedUpToFour_data()
 {
     QTest::addColumn<QSize>("frame");
     QTest::addColumn<QSize>("luma");
@@ -201,56 +197,32 @@ void addPlaneSizes()
     QTest::newRow("one pixel") << QSize(1, 1) << QSize(4, 1) << QSize(0, 0);
 }
 
-} // namespace
-
-void GLPainterTest::yuv420Textures_areRoundedUpToFour_data()
-{
-    addPlaneSizes();
-}
-
-void GLPainterTest::yuv420Textures_areRoundedUpToFour()
+void GLPainterTest::yuvTextures_areRoundedUpToFour()
 {
     QFETCH(QSize, frame);
     QFETCH(QSize, luma);
     QFETCH(QSize, chroma);
-    GlScene scene;
-    BareGLPainter painter(scene.context());
-    painter.initYuv420PTextureInfo(frame);
-    QCOMPARE(painter.mYuv, true);
-    QCOMPARE(painter.mTextureCount, 3);
-    QSize const sizes[] = {luma, chroma, chroma};
-    for (size_t plane = 0; plane < 3; ++plane) {
-        QCOMPARE(painter.mTextureInternalFormats[plane], GL_LUMINANCE);
-        QCOMPARE(painter.mTextureFormats[plane], GLenum(GL_LUMINANCE));
-        QCOMPARE(painter.mTextureTypes[plane], GLenum(GL_UNSIGNED_BYTE));
-        QCOMPARE(painter.mTextureWidths[plane], sizes[plane].width());
-        QCOMPARE(painter.mTextureHeights[plane], sizes[plane].height());
-    }
-}
-
-void GLPainterTest::nv12Textures_areRoundedUpToFour_data()
-{
-    addPlaneSizes();
-}
-
-void GLPainterTest::nv12Textures_areRoundedUpToFour()
-{
-    QFETCH(QSize, frame);
-    QFETCH(QSize, luma);
-    QFETCH(QSize, chroma);
-    GlScene scene;
-    BareGLPainter painter(scene.context());
-    painter.initNV12TextureInfo(frame);
-    QCOMPARE(painter.mYuv, true);
-    QCOMPARE(painter.mTextureCount, 2);
-    QSize const sizes[] = {luma, chroma};
-    GLenum const formats[] = {GL_LUMINANCE, GL_LUMINANCE_ALPHA};
-    for (size_t plane = 0; plane < 2; ++plane) {
-        QCOMPARE(painter.mTextureInternalFormats[plane], GLint(formats[plane]));
-        QCOMPARE(painter.mTextureFormats[plane], formats[plane]);
-        QCOMPARE(painter.mTextureTypes[plane], GLenum(GL_UNSIGNED_BYTE));
-        QCOMPARE(painter.mTextureWidths[plane], sizes[plane].width());
-        QCOMPARE(painter.mTextureHeights[plane], sizes[plane].height());
+    struct
+    {
+        void (BareGLPainter::*init)(QSize const&);
+        QVector<GLenum> formats;
+    } const layouts[] = {
+        {&BareGLPainter::initYuv420PTextureInfo, {GL_LUMINANCE, GL_LUMINANCE, GL_LUMINANCE}},
+        {&BareGLPainter::initNV12TextureInfo, {GL_LUMINANCE, GL_LUMINANCE_ALPHA}}};
+    for (auto const& layout : layouts) {
+        GlScene scene;
+        BareGLPainter painter(scene.context());
+        (painter.*layout.init)(frame);
+        QCOMPARE(painter.mYuv, true);
+        QCOMPARE(painter.mTextureCount, layout.formats.size());
+        for (int plane = 0; plane < painter.mTextureCount; ++plane) {
+            auto const i = size_t(plane);
+            QCOMPARE(painter.mTextureInternalFormats[i], GLint(layout.formats[plane]));
+            QCOMPARE(painter.mTextureFormats[i], layout.formats[plane]);
+            QCOMPARE(painter.mTextureTypes[i], GLenum(GL_UNSIGNED_BYTE));
+            QCOMPARE(QSize(painter.mTextureWidths[i], painter.mTextureHeights[i]),
+                plane == 0 ? luma : chroma);
+        }
     }
 }
 

@@ -53,8 +53,8 @@ private Q_SLOTS:
     void tests_areEnabledAgain_data();
     void tests_areEnabledAgain();
     void oneTexture_isOnFirstUnit();
-    void threeTextures_leaveFirstUnitActive();
-    void twoTextures_leaveThirdUnitActive();
+    void severalTextures_areOnTheirUnits_data();
+    void severalTextures_areOnTheirUnits();
     void colorMatrix_isGivenToShader();
     void attributeArrays_stayEnabled();
     void memoryFrame_isPaintedUpright();
@@ -183,43 +183,39 @@ void GlslPaintTest::oneTexture_isOnFirstUnit()
     QCOMPARE(record.uniform("texRgb"), QVector<double>{0});
 }
 
-void GlslPaintTest::threeTextures_leaveFirstUnitActive()
+void GlslPaintTest::severalTextures_areOnTheirUnits_data()
 {
-    PaintRecord record;
-    record.show(surfaceFormat(Frame::Format_YUV420P, Size), yuv420Frame(Size));
-    record.paint(All, All);
-    QCOMPARE(record.textures.size(), 3);
-    GlCalls const expected{glCall("glActiveTexture", GL_TEXTURE0),
-        glCall("glBindTexture", GL_TEXTURE_2D, record.textures[0]),
-        glCall("glActiveTexture", GL_TEXTURE1),
-        glCall("glBindTexture", GL_TEXTURE_2D, record.textures[1]),
-        glCall("glActiveTexture", GL_TEXTURE2),
-        glCall("glBindTexture", GL_TEXTURE_2D, record.textures[2]),
-        glCall("glActiveTexture", GL_TEXTURE0)};
-    QCOMPARE(only(record.calls, TextureCalls), expected);
-    QCOMPARE(record.uniform("texY"), QVector<double>{0});
-    QCOMPARE(record.uniform("texU"), QVector<double>{1});
-    QCOMPARE(record.uniform("texV"), QVector<double>{2});
+    QTest::addColumn<QVideoFrame>("frame");
+    QTest::addColumn<QVector<QByteArray>>("samplers");
+    QTest::addColumn<int>("activeUnit");
+
+    QTest::newRow("three, leave the first unit active")
+        << yuv420Frame(Size) << QVector<QByteArray>{"texY", "texU", "texV"} << GL_TEXTURE0;
+    QTest::newRow("two, leave the third unit active")
+        << nv12Frame(Size) << QVector<QByteArray>{"texY", "texU"} << GL_TEXTURE2;
 }
 
-void GlslPaintTest::twoTextures_leaveThirdUnitActive()
+void GlslPaintTest::severalTextures_areOnTheirUnits()
 {
+    QFETCH(QVideoFrame, frame);
+    QFETCH(QVector<QByteArray>, samplers);
+    QFETCH(int, activeUnit);
     PaintRecord record;
-    record.show(surfaceFormat(Frame::Format_NV12, Size), nv12Frame(Size));
+    record.show(surfaceFormat(frame.pixelFormat(), Size), frame);
     record.paint(All, All);
-    QCOMPARE(record.textures.size(), 2);
-    GlCalls const expected{glCall("glActiveTexture", GL_TEXTURE0),
-        glCall("glBindTexture", GL_TEXTURE_2D, record.textures[0]),
-        glCall("glActiveTexture", GL_TEXTURE1),
-        glCall("glBindTexture", GL_TEXTURE_2D, record.textures[1]),
-        glCall("glActiveTexture", GL_TEXTURE2)};
+    QCOMPARE(record.textures.size(), samplers.size());
+    GlCalls expected;
+    for (int unit = 0; unit < samplers.size(); ++unit) {
+        expected << glCall("glActiveTexture", GL_TEXTURE0 + unit)
+                 << glCall("glBindTexture", GL_TEXTURE_2D, record.textures[unit]);
+        QCOMPARE(record.uniform(samplers[unit]), QVector<double>{double(unit)});
+    }
+    expected << glCall("glActiveTexture", activeUnit);
     QCOMPARE(only(record.calls, TextureCalls), expected);
-    QCOMPARE(record.uniform("texY"), QVector<double>{0});
-    QCOMPARE(record.uniform("texU"), QVector<double>{1});
 
     GLint active = 0;
     record.scene.gl().glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
-    QCOMPARE(active, GL_TEXTURE2);
+    QCOMPARE(active, activeUnit);
 }
 
 void GlslPaintTest::colorMatrix_isGivenToShader()
