@@ -21,12 +21,11 @@ namespace {
 constexpr int Frames = 10000;
 constexpr int FramesOfASize = 100;
 /** Every size and format has been there, and the driver has what it keeps. */
-constexpr int WarmUp = 2000;
+constexpr int WarmUp = 1000;
 
-// A driver may keep a buffer or two of its own; a leak of one frame, texture or program with each
-// change of size would show as eighty.
-constexpr qint64 HeapBound = 256 * 1024;
-constexpr qint64 ResidentBound = 4 * 1024 * 1024;
+// One frame, texture or program kept with each change of size would be a multiple of these.
+constexpr qint64 HeapBound = 64 * 1024;
+constexpr qint64 ResidentBound = 2 * 1024 * 1024;
 
 qint64 heapInUse()
 {
@@ -61,7 +60,6 @@ ObjectCounts glObjects()
 
 struct Usage
 {
-    qint64 heap = 0;
     qint64 resident = 0;
     ObjectCounts objects{};
 };
@@ -81,7 +79,6 @@ public:
         painter->beginNativePainting();
         usage.objects = glObjects();
         painter->endNativePainting();
-        usage.heap = heapInUse();
         usage.resident = residentMemory();
     }
 
@@ -101,6 +98,49 @@ QVideoFrame soakFrame(int number)
         new PlanarBuffer(Sizes[size % 3], uchar(number), 128, 128), Sizes[size % 3], number);
 }
 
+/** A widget of its own for each run. */
+class Player
+{
+public:
+    Player() { mWidget.resize(64, 36); }
+
+    bool show() { return showVideo(mWidget); }
+
+    /** Shows all frames up to this one, each until it has been painted. */
+    bool playTo(int end)
+    {
+        for (; mNext < end; ++mNext) {
+            if (mNext > 0 && mNext % FramesOfASize == 0) {
+                expectMessage(
+                    QtInfoMsg, QStringLiteral("Frame format changed, surface will be stopped"));
+                mWidget.updateFrame(soakFrame(mNext));
+            }
+            mGauge.wanted = mNext == end - 1;
+            if (!showFrame(soakFrame(mNext)))
+                return false;
+        }
+        return true;
+    }
+
+    Usage const& usage() const { return mGauge.usage; }
+
+private:
+    bool showFrame(QVideoFrame const& frame)
+    {
+        int const before = mGauge.paints;
+        mWidget.updateFrame(frame);
+        QElapsedTimer timer;
+        timer.start();
+        while (mGauge.paints == before && !timer.hasExpired(5000))
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+        return mGauge.paints > before;
+    }
+
+    renderlib::CustomVideoWidget mWidget;
+    Gauge mGauge{&mWidget};
+    int mNext = 0;
+};
+
 } // namespace
 
 class TestWidgetSoak : public QObject
@@ -110,9 +150,6 @@ class TestWidgetSoak : public QObject
 private Q_SLOTS:
     void initTestCase();
     void tenThousandFrames_leaveMemoryAndObjectsFlat();
-
-private:
-    bool play(renderlib::CustomVideoWidget& widget, Gauge& gauge, int from, int to);
 };
 
 void TestWidgetSoak::initTestCase()
@@ -122,53 +159,42 @@ void TestWidgetSoak::initTestCase()
     QSurfaceFormat::setDefaultFormat(format);
 }
 
-/** Shows these frames, each until it has been painted. */
-bool TestWidgetSoak::play(renderlib::CustomVideoWidget& widget, Gauge& gauge, int from, int to)
-{
-    for (int number = from; number < to; ++number) {
-        if (number > 0 && number % FramesOfASize == 0) {
-            expectMessage(
-                QtInfoMsg, QStringLiteral("Frame format changed, surface will be stopped"));
-            widget.updateFrame(soakFrame(number));
-        }
-        gauge.wanted = number == to - 1;
-        int const before = gauge.paints;
-        widget.updateFrame(soakFrame(number));
-        QElapsedTimer timer;
-        timer.start();
-        while (gauge.paints == before) {
-            if (timer.hasExpired(5000))
-                return false;
-            QCoreApplication::processEvents(QEventLoop::AllEvents);
-        }
-    }
-    return true;
-}
-
 void TestWidgetSoak::tenThousandFrames_leaveMemoryAndObjectsFlat()
 {
-    renderlib::CustomVideoWidget widget;
-    widget.resize(64, 36);
-    Gauge gauge(&widget);
-    QVERIFY(showVideo(widget));
+    {
+        Player player;
+        QVERIFY(player.show());
+        QVERIFY(player.playTo(WarmUp));
+    }
+    qint64 const heapBefore = heapInUse();
+    Usage before;
+    Usage after;
+    qint64 heapPlaying = 0;
+    {
+        Player player;
+        QVERIFY(player.show());
+        QVERIFY(player.playTo(WarmUp));
+        before = player.usage();
+        QVERIFY(player.playTo(Frames));
+        after = player.usage();
+        heapPlaying = heapInUse();
+    }
+    // Only now: the driver keeps about a kilobyte for each start until the program is deleted.
+    qint64 const heapAfter = heapInUse();
 
-    QVERIFY(play(widget, gauge, 0, WarmUp));
-    Usage const before = gauge.usage;
-    QVERIFY(play(widget, gauge, WarmUp, Frames));
-    Usage const after = gauge.usage;
-
-    qInfo("heap %lld -> %lld KiB, resident %lld -> %lld KiB, %d textures, %d programs",
-        before.heap / 1024, after.heap / 1024, before.resident / 1024, after.resident / 1024,
-        after.objects[0], after.objects[2]);
+    qInfo("heap %lld KiB, %lld KiB playing, %lld KiB; resident %lld KiB, %lld KiB; "
+          "%d textures, %d programs",
+        heapBefore / 1024, heapPlaying / 1024, heapAfter / 1024, before.resident / 1024,
+        after.resident / 1024, after.objects[0], after.objects[2]);
     QCOMPARE(after.objects, before.objects);
     QVERIFY(after.objects[0] > 0 && after.objects[2] > 0);
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    QSKIP("the sanitizer's own memory grows, and it has another allocator");
-#endif
-    QVERIFY2(after.heap - before.heap < HeapBound,
-        qPrintable(QString::number(after.heap - before.heap)));
+    QSKIP("memory isn't compared: the sanitizer has an allocator of its own");
+#else
+    QVERIFY2(heapAfter - heapBefore < HeapBound, qPrintable(QString::number(heapAfter)));
     QVERIFY2(after.resident - before.resident < ResidentBound,
-        qPrintable(QString::number(after.resident - before.resident)));
+        qPrintable(QString::number(after.resident)));
+#endif
 }
 
 QVORLIN_OPENGL_TEST_MAIN(TestWidgetSoak)
