@@ -125,11 +125,14 @@ void CanvasPainter::show(Picture const& picture)
     succeeded(mPainter->setCurrentFrame(toFrame(picture, name)), "frame");
 }
 
-QImage CanvasPainter::paint(Scene const& scene)
+QImage CanvasPainter::paint(Scene const& scene, std::function<void(QPainter*)> const& prepare)
 {
     QAbstractVideoSurface::Error error = QAbstractVideoSurface::NoError;
-    QImage const image = mCanvas.paint(scene.device,
-        [&](QPainter* device) { error = mPainter->paint(scene.target, device, scene.source); });
+    QImage const image = mCanvas.paint(scene.device, [&](QPainter* device) {
+        if (prepare)
+            prepare(device);
+        error = mPainter->paint(scene.target, device, scene.source);
+    });
     if (!succeeded(error, "paint"))
         return QImage();
     // QPainter leaves anything in the alpha of what it draws an opaque image onto.

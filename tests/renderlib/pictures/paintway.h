@@ -1,6 +1,7 @@
 #ifndef PAINTWAY_H
 #define PAINTWAY_H
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -12,6 +13,8 @@
 #include "canvas.h"
 #include "picture.h"
 #include "reference.h"
+
+class QPainter;
 
 namespace renderlib {
 class CustomVideoSurfacePainter;
@@ -60,8 +63,8 @@ public:
     void start(Scene const& scene, Picture const& picture);
     /** Makes @p picture the current one. */
     void show(Picture const& picture);
-    /** What is painted now; a null image if the painter refuses to. */
-    QImage paint(Scene const& scene);
+    /** What is painted now, after @p prepare; a null image if the painter refuses to. */
+    QImage paint(Scene const& scene, std::function<void(QPainter*)> const& prepare = nullptr);
 
 private:
     Canvas& mCanvas;

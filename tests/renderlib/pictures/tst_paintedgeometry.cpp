@@ -1,5 +1,7 @@
 #include <memory>
+#include <optional>
 
+#include <QPainter>
 #include <QtTest>
 
 #include "canvas.h"
@@ -86,19 +88,24 @@ private slots:
     void source_isCutOut();
     void fractionalSource_isCutOutByShaders_data();
     void fractionalSource_isCutOutByShaders();
+    void painterMovedBefore_movesFrameOfSoftware_data() { addOrientations(PainterKind::Software); }
+    void painterMovedBefore_movesFrameOfSoftware();
+    void clipOfPainter_cutsFrameButNotClearing();
 
 private:
-    void addOrientations();
+    void addOrientations(std::optional<PainterKind> kind = std::nullopt);
 
     std::unique_ptr<Canvas> mCanvas;
 };
 
-void PaintedGeometry::addOrientations()
+void PaintedGeometry::addOrientations(std::optional<PainterKind> kind)
 {
     QTest::addColumn<Way>("way");
     QTest::addColumn<Direction>("direction");
     QTest::addColumn<bool>("mirrored");
     for (Way const& way : allWays()) {
+        if (kind && way.painter != *kind)
+            continue;
         for (Orientation const& row : Orientations)
             QTest::addRow("%s, %s", way.name, row.name) << way << row.direction << row.mirrored;
     }
@@ -311,6 +318,48 @@ void PaintedGeometry::fractionalSource_isCutOutByShaders()
     scene.aspectRatioMode = Qt::IgnoreAspectRatio;
     COMPARE_PICTURES(
         paintedPicture(*mCanvas, way, scene, picture), wantedPicture(way, scene, picture));
+}
+
+void PaintedGeometry::painterMovedBefore_movesFrameOfSoftware()
+{
+    QFETCH(Way, way);
+    QFETCH(Direction, direction);
+    QFETCH(bool, mirrored);
+    QPoint const distance(12, 7);
+    Picture const picture = makePicture(way, Frame);
+    Scene scene = sceneOf(Frame * 2, picture);
+    scene.scanLineDirection = direction;
+    scene.mirrored = mirrored;
+    QImage const unmoved = wantedPicture(way, scene, picture);
+    scene.device += QSize(20, 30);
+    QImage wanted(scene.device, QImage::Format_RGBA8888);
+    wanted.fill(Untouched);
+    QPainter(&wanted).drawImage(distance, unmoved);
+
+    CanvasPainter painter(*mCanvas, way.painter);
+    painter.start(scene, picture);
+    painter.show(picture);
+    QImage const painted =
+        painter.paint(scene, [&](QPainter* device) { device->translate(distance); });
+    COMPARE_PICTURES(painted, wanted);
+}
+
+void PaintedGeometry::clipOfPainter_cutsFrameButNotClearing()
+{
+    Way const way = wayNamed("shaders, YUV420P");
+    Picture const picture = makePicture(way, Frame);
+    Scene const scene = sceneOf(Frame * 2, picture);
+    QRect const clip(20, 10, 60, 50);
+    QImage wanted(scene.device, QImage::Format_RGBA8888);
+    wanted.fill(Background);
+    QPainter(&wanted).drawImage(clip, wantedPicture(way, scene, picture), clip);
+
+    CanvasPainter painter(*mCanvas, way.painter);
+    painter.start(scene, picture);
+    painter.show(picture);
+    QImage const painted =
+        painter.paint(scene, [&](QPainter* device) { device->setClipRect(clip); });
+    COMPARE_PICTURES(painted, wanted);
 }
 
 QVORLIN_OPENGL_TEST_MAIN(PaintedGeometry)
