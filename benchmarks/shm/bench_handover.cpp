@@ -1,6 +1,7 @@
 #include "transport.h"
 
 #include "support/childprocess.h"
+#include "support/clocks.h"
 #include "support/report.h"
 
 #include <cstdio>

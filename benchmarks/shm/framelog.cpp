@@ -1,27 +1,6 @@
 #include "framelog.h"
 
-#include <ctime>
-
-namespace {
-
-double timeOf(clockid_t clock)
-{
-    timespec now;
-    clock_gettime(clock, &now);
-    return double(now.tv_sec) + double(now.tv_nsec) * 1e-9;
-}
-
-} // namespace
-
-double monotonicTime()
-{
-    return timeOf(CLOCK_MONOTONIC);
-}
-
-double processorTime()
-{
-    return timeOf(CLOCK_PROCESS_CPUTIME_ID);
-}
+#include "support/clocks.h"
 
 FrameLog::FrameLog()
     : mDeadline(monotonicTime() + 20)

@@ -12,11 +12,6 @@ struct FrameMark
     double sent; /**< seconds of the monotonic clock */
 };
 
-/** Seconds. */
-double monotonicTime();
-/** Seconds that the whole process has spent on processors. */
-double processorTime();
-
 /** Counts the frames of one round: first some to get everything going, then those measured. */
 class FrameLog
 {

@@ -1,5 +1,7 @@
 #include "tick.h"
 
+#include "support/clocks.h"
+
 #include <ctime>
 
 const char* tickName(Tick tick)
@@ -28,8 +30,5 @@ int64_t nextFrameInterval()
 
 void sleepUntilFrameInterval(int64_t index, double phase)
 {
-    const double due = (double(index) + phase) / framesPerSecond;
-    const auto seconds = time_t(due);
-    const timespec time = {seconds, long((due - double(seconds)) * 1e9)};
-    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &time, nullptr);
+    sleepUntil((double(index) + phase) / framesPerSecond);
 }
