@@ -289,7 +289,6 @@ void CustomRendererVideoWidgetBackend::paintSubWidgets(QPainter& painter)
         subWidget->paint(&painter);
         ++i;
     }
-    painter.resetTransform();
 }
 
 /** Gives the surface the context, and with it the choice of its painter. */

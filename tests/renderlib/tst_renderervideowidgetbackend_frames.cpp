@@ -16,6 +16,8 @@ using renderlib::CustomRendererVideoWidgetBackend;
 
 namespace {
 
+QColor const BorderColour(10, 200, 30);
+
 /** A backend that is given frames and whose painter takes what it is told to take. */
 struct Fixture
 {
@@ -39,6 +41,16 @@ struct Fixture
         widget.resize(100, 50);
         backend.resizeEvent(nullptr);
         widget.resize(size);
+    }
+
+    /** The same, after a frame that could not be shown. */
+    void failWithBorder()
+    {
+        backend.setBackgroundColor(BorderColour);
+        fakePainters().startError = QAbstractVideoSurface::ResourceError;
+        expectMessage(QtWarningMsg, QStringLiteral("Painter failed to start surface, error :  4"));
+        backend.updateFrame(colourFrame(Qt::red, 1));
+        leaveBorder();
     }
 
     /** The colour at this place, from the upper left corner, of what the last paint left. */
@@ -350,39 +362,31 @@ void TestRendererVideoWidgetBackendFrames::errorInThePaint_isTheLastError()
 void TestRendererVideoWidgetBackendFrames::afterAnError_theBorderIsFilled()
 {
     Fixture f;
-    f.backend.setBackgroundColor(QColor(10, 200, 30));
-    fakePainters().startError = QAbstractVideoSurface::ResourceError;
-    expectStartFailure(4);
-    f.backend.updateFrame(colourFrame(Qt::red, 1));
-    f.leaveBorder();
+    f.failWithBorder();
     f.paint();
-    QCOMPARE(f.pixel(110, 10), QColor(10, 200, 30));
-    QCOMPARE(f.pixel(10, 60), QColor(10, 200, 30));
-    QVERIFY(f.pixel(10, 10) != QColor(10, 200, 30));
-    QVERIFY(f.pixel(99, 49) != QColor(10, 200, 30));
+    QCOMPARE(f.pixel(110, 10), BorderColour);
+    QCOMPARE(f.pixel(10, 60), BorderColour);
+    QVERIFY(f.pixel(10, 10) != BorderColour);
+    QVERIFY(f.pixel(99, 49) != BorderColour);
 }
 
 void TestRendererVideoWidgetBackendFrames::afterAnError_translucentWidgetIsLeftAlone()
 {
     Fixture f;
     f.widget.setAttribute(Qt::WA_OpaquePaintEvent, false);
-    f.backend.setBackgroundColor(QColor(10, 200, 30));
-    fakePainters().startError = QAbstractVideoSurface::ResourceError;
-    expectStartFailure(4);
-    f.backend.updateFrame(colourFrame(Qt::red, 1));
-    f.leaveBorder();
+    f.failWithBorder();
     f.paint();
-    QVERIFY(f.pixel(110, 10) != QColor(10, 200, 30));
+    QVERIFY(f.pixel(110, 10) != BorderColour);
 }
 
 void TestRendererVideoWidgetBackendFrames::withoutAnError_theBorderIsLeftAlone()
 {
     Fixture f;
-    f.backend.setBackgroundColor(QColor(10, 200, 30));
+    f.backend.setBackgroundColor(BorderColour);
     f.backend.updateFrame(colourFrame(Qt::red, 1));
     f.leaveBorder();
     f.paint();
-    QVERIFY(f.pixel(110, 10) != QColor(10, 200, 30));
+    QVERIFY(f.pixel(110, 10) != BorderColour);
 }
 
 QVORLIN_OPENGL_TEST_MAIN(TestRendererVideoWidgetBackendFrames)

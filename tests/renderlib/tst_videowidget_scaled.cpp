@@ -42,7 +42,6 @@ void TestVideoWidgetScaled::framebuffer_followsTheSize()
     s.widget.resize(200, 100);
     QTRY_COMPARE(s.probe.picture.size(), QSize(400, 200));
     QVERIFY(s.present(colourFrame(Qt::blue, 2)));
-    // Positions are in pixels of the screen, from the lower left corner for the video.
     QCOMPARE(s.at(100, 150), QColor(Qt::blue));
 }
 

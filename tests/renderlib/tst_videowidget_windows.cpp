@@ -73,6 +73,7 @@ private Q_SLOTS:
     void windowGone_takesFramesAllTheSame();
     void windowGone_startsAllTheSame();
     void windowGone_withoutVideo_startsLater();
+    void windowGone_anotherContextCurrent_takesFrames();
 
     void parentDestroyed_destroysTheWidget();
     void destroyed_hidden();
@@ -273,6 +274,26 @@ void TestVideoWidgetWindows::windowGone_withoutVideo_startsLater()
     s.widget->loseWindow();
     QVERIFY(showVideo(*s.widget));
     QVERIFY(::present(*s.widget, *s.probe, colourFrame(Qt::green, 1)));
+    QCOMPARE(s.probe->picture.pixelColor(80, 45), QColor(Qt::green));
+}
+
+void TestVideoWidgetWindows::windowGone_anotherContextCurrent_takesFrames()
+{
+    WindowlessScene s;
+    QVERIFY(s.play());
+    VideoScene other;
+    QVERIFY(other.show());
+    QVERIFY(other.present(colourFrame(Qt::blue, 1)));
+    QOpenGLContext* const context = contextOf(*s.widget);
+    QVERIFY(QOpenGLContext::currentContext() != context);
+    s.widget->hide();
+    s.widget->loseWindow();
+    // Qt only takes the window from the context that is current.
+    QCOMPARE(context->surface(), nullptr);
+    s.widget->updateFrame(colourFrame(Qt::green, 2));
+    int const before = s.probe->paints;
+    QVERIFY(showVideo(*s.widget));
+    QTRY_VERIFY(s.probe->paints > before);
     QCOMPARE(s.probe->picture.pixelColor(80, 45), QColor(Qt::green));
 }
 
