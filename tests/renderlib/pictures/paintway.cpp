@@ -146,3 +146,9 @@ QImage paintedPicture(Canvas& canvas, Way const& way, Scene const& scene, Pictur
     painter.show(picture);
     return painter.paint(scene);
 }
+
+void comparePainted(Canvas& canvas, Way const& way, Scene const& scene, Picture const& picture)
+{
+    COMPARE_PICTURES(
+        paintedPicture(canvas, way, scene, picture), wantedPicture(way, scene, picture));
+}

@@ -77,4 +77,7 @@ private:
 /** What a painter of its own makes of @p picture. */
 QImage paintedPicture(Canvas& canvas, Way const& way, Scene const& scene, Picture const& picture);
 
+/** Fails the test function unless that is what it has to be. */
+void comparePainted(Canvas& canvas, Way const& way, Scene const& scene, Picture const& picture);
+
 #endif

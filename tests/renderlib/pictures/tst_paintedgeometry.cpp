@@ -120,8 +120,7 @@ void PaintedGeometry::orientation_turnsFrameWithinTarget()
     Scene scene = sceneOf(Frame * 2, picture);
     scene.scanLineDirection = direction;
     scene.mirrored = mirrored;
-    COMPARE_PICTURES(
-        paintedPicture(*mCanvas, way, scene, picture), wantedPicture(way, scene, picture));
+    comparePainted(*mCanvas, way, scene, picture);
 }
 
 void PaintedGeometry::targetAwayFromCorner_isPainted()
@@ -139,8 +138,7 @@ void PaintedGeometry::targetAwayFromCorner_isPainted()
         // Without an aspect ratio to keep, nothing sets the colour that surrounds the target.
         if (mode.mode == Qt::IgnoreAspectRatio)
             mCanvas->setClearColor(Background);
-        COMPARE_PICTURES(
-            paintedPicture(*mCanvas, way, scene, picture), wantedPicture(way, scene, picture));
+        comparePainted(*mCanvas, way, scene, picture);
     }
 }
 
@@ -171,8 +169,7 @@ void PaintedGeometry::aspectRatio_isKeptByShadersOnly()
     Picture const picture = makePicture(way, frame);
     Scene scene = sceneOf(device, picture);
     scene.aspectRatioMode = mode;
-    COMPARE_PICTURES(
-        paintedPicture(*mCanvas, way, scene, picture), wantedPicture(way, scene, picture));
+    comparePainted(*mCanvas, way, scene, picture);
 }
 
 void PaintedGeometry::wideFrameInNarrowTarget_getsBarsAboveAndBelow_data()
@@ -292,8 +289,7 @@ void PaintedGeometry::source_isCutOut()
         scene.scanLineDirection = QVideoSurfaceFormat::BottomToTop;
         scene.mirrored = true;
     }
-    COMPARE_PICTURES(
-        paintedPicture(*mCanvas, way, scene, picture), wantedPicture(way, scene, picture));
+    comparePainted(*mCanvas, way, scene, picture);
 }
 
 void PaintedGeometry::fractionalSource_isCutOutByShaders_data()
@@ -316,8 +312,7 @@ void PaintedGeometry::fractionalSource_isCutOutByShaders()
     Scene scene = sceneOf(QSize(90, 60), picture);
     scene.source = source;
     scene.aspectRatioMode = Qt::IgnoreAspectRatio;
-    COMPARE_PICTURES(
-        paintedPicture(*mCanvas, way, scene, picture), wantedPicture(way, scene, picture));
+    comparePainted(*mCanvas, way, scene, picture);
 }
 
 void PaintedGeometry::painterMovedBefore_movesFrameOfSoftware()

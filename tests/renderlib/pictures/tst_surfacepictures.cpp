@@ -44,6 +44,11 @@ public:
             format.setViewport(viewport);
         return mSurface.start(format);
     }
+    /** Starts and shows the first picture. */
+    bool begin(Scene const& scene, Picture const& picture, QRect const& viewport = QRect())
+    {
+        return start(scene, picture, viewport) && show(picture);
+    }
     bool show(Picture const& picture)
     {
         mSurface.setReady(true);
@@ -69,6 +74,13 @@ Scene sceneOf(Picture const& picture)
     scene.background = Background;
     scene.aspectRatioMode = Qt::IgnoreAspectRatio;
     return scene;
+}
+
+QImage background()
+{
+    QImage image(Device, QImage::Format_RGBA8888);
+    image.fill(Background);
+    return image;
 }
 
 QImage wantedOf(Way const& way, Scene const& scene, Picture const& picture)
@@ -141,8 +153,7 @@ void SurfacePictures::orientationOfFormat_turnsFrame()
         scene.scanLineDirection = QVideoSurfaceFormat::BottomToTop;
     scene.mirrored = mirrored;
     CanvasSurface surface(*mCanvas, way.painter);
-    QVERIFY(surface.start(scene, picture));
-    QVERIFY(surface.show(picture));
+    QVERIFY(surface.begin(scene, picture));
     COMPARE_PICTURES(surface.paint(), wantedOf(way, scene, picture));
 }
 
@@ -174,8 +185,7 @@ void SurfacePictures::source_isPartOfViewport()
     Picture const picture = makePicture(way, Frame);
     Scene scene = sceneOf(picture);
     CanvasSurface surface(*mCanvas, way.painter);
-    QVERIFY(surface.start(scene, picture, viewport));
-    QVERIFY(surface.show(picture));
+    QVERIFY(surface.begin(scene, picture, viewport));
     scene.source = pixels;
     COMPARE_PICTURES(surface.paint(source), wantedOf(way, scene, picture));
 }
@@ -190,8 +200,7 @@ void SurfacePictures::restart_takesOnOtherColourSpaceAndViewport()
         scene.colorSpace = space;
         QRect const viewport(int(space), 10 * int(space), 60, 30);
         scene.source = viewport;
-        QVERIFY(surface.start(scene, picture, viewport));
-        QVERIFY(surface.show(picture));
+        QVERIFY(surface.begin(scene, picture, viewport));
         COMPARE_PICTURES(surface.paint(), wantedOf(mShaders, scene, picture));
     }
 }
@@ -202,15 +211,13 @@ void SurfacePictures::shaderType_changesPainterNotPicture()
     Scene scene = sceneOf(picture);
     scene.source = QRectF(30, 20, 30, 20);
     CanvasSurface surface(*mCanvas, PainterKind::Software);
-    QVERIFY(surface.start(scene, picture, scene.source.toRect()));
-    QVERIFY(surface.show(picture));
+    QVERIFY(surface.begin(scene, picture, scene.source.toRect()));
     COMPARE_PICTURES(surface.paint(), wantedOf(mSoftware, scene, picture));
 
     expectMessage(
         QtWarningMsg, QStringLiteral("ResourceError: Painter was destroyed, surface stopped"));
     surface->setShaderType(CustomPainterVideoSurface::ShaderGlsl);
-    QVERIFY(surface.start(scene, picture, scene.source.toRect()));
-    QVERIFY(surface.show(picture));
+    QVERIFY(surface.begin(scene, picture, scene.source.toRect()));
     COMPARE_PICTURES(surface.paint(), opaque(shaderReference(scene, picture)));
 }
 
@@ -233,13 +240,10 @@ void SurfacePictures::invalidFrame_leavesBackground()
     QFETCH(Way, way);
     Picture const picture = makePicture(way, Frame);
     CanvasSurface surface(*mCanvas, way.painter);
-    QVERIFY(surface.start(sceneOf(picture), picture));
-    QVERIFY(surface.show(picture));
+    QVERIFY(surface.begin(sceneOf(picture), picture));
     surface->setReady(true);
     QVERIFY(surface->present(QVideoFrame()));
-    QImage wanted(Device, QImage::Format_RGBA8888);
-    wanted.fill(Background);
-    COMPARE_PICTURES(surface.paint(), wanted);
+    COMPARE_PICTURES(surface.paint(), background());
 }
 
 void SurfacePictures::stoppedSurface_fillsTarget()
@@ -247,12 +251,9 @@ void SurfacePictures::stoppedSurface_fillsTarget()
     QFETCH(Way, way);
     Picture const picture = makePicture(way, Frame);
     CanvasSurface surface(*mCanvas, way.painter);
-    QVERIFY(surface.start(sceneOf(picture), picture));
-    QVERIFY(surface.show(picture));
+    QVERIFY(surface.begin(sceneOf(picture), picture));
     surface->stop();
-    QImage wanted(Device, QImage::Format_RGBA8888);
-    wanted.fill(Background);
-    COMPARE_PICTURES(surface.paint(), wanted);
+    COMPARE_PICTURES(surface.paint(), background());
 }
 
 void SurfacePictures::aspectRatioAndBackground_changeWhileActive()
@@ -260,8 +261,7 @@ void SurfacePictures::aspectRatioAndBackground_changeWhileActive()
     Picture const picture = makePicture(mShaders, QSize(60, 20));
     Scene scene = sceneOf(picture);
     CanvasSurface surface(*mCanvas, PainterKind::Shaders);
-    QVERIFY(surface.start(scene, picture));
-    QVERIFY(surface.show(picture));
+    QVERIFY(surface.begin(scene, picture));
     COMPARE_PICTURES(surface.paint(), wantedOf(mShaders, scene, picture));
     scene.aspectRatioMode = Qt::KeepAspectRatio;
     scene.background = QColor(230, 150, 40);
