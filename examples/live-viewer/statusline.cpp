@@ -4,7 +4,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
-#include "streamobserver.h"
+#include "statustext.h"
 
 namespace {
 
@@ -20,20 +20,12 @@ char const Style[] = R"(
     QLabel[role="lamp"][present="true"] { background: #3fb950; }
 )";
 
-QString const Unknown = QStringLiteral("–");
-
 QLabel* makeLabel(char const* role, QString const& text, QWidget* parent)
 {
     auto* label = new QLabel(text, parent);
     label->setProperty("role", QString::fromLatin1(role));
     label->setTextFormat(Qt::PlainText);
     return label;
-}
-
-/** As many decimals as the rate needs, at most two: 25, 29.97. */
-QString formatRate(double rate)
-{
-    return QStringLiteral("%1 fps").arg(qRound(rate * 100) / 100.0);
 }
 
 } // namespace
@@ -58,26 +50,24 @@ StatusLine::StatusLine(QString const& streamName, QWidget* parent)
     mSize = addField(layout, QStringLiteral("SIZE"));
     mRate = addField(layout, QStringLiteral("STREAM RATE"));
     mDisplayRate = addField(layout, QStringLiteral("DISPLAY RATE"));
+    setState(StreamState());
 }
 
 void StatusLine::setState(StreamState const& state)
 {
-    mPresent = state.present;
+    mState = state;
     mLamp->setProperty("present", state.present);
     // The style looks at the property again only when it is set anew.
     mLamp->setStyleSheet(mLamp->styleSheet());
-    mSize->setText(state.present
-                       ? QStringLiteral("%1 × %2").arg(state.size.width()).arg(state.size.height())
-                       : Unknown);
-    mRate->setText(state.present && state.rate > 0 ? formatRate(state.rate) : Unknown);
+    mSize->setText(statustext::size(state));
+    mRate->setText(statustext::streamRate(state));
     if (!state.present)
-        mDisplayRate->setText(Unknown);
+        setDisplayRate(0);
 }
 
 void StatusLine::setDisplayRate(double rate)
 {
-    if (mPresent)
-        mDisplayRate->setText(QStringLiteral("%1 fps").arg(rate, 0, 'f', 1));
+    mDisplayRate->setText(statustext::displayRate(mState, rate));
 }
 
 QLabel* StatusLine::addField(QHBoxLayout* layout, QString const& caption)
@@ -85,7 +75,7 @@ QLabel* StatusLine::addField(QHBoxLayout* layout, QString const& caption)
     auto* column = new QVBoxLayout;
     column->setSpacing(2);
     column->addWidget(makeLabel("caption", caption, this));
-    auto* value = makeLabel("value", Unknown, this);
+    auto* value = makeLabel("value", QString(), this);
     // Changing digits must not move what stands beside them.
     value->ensurePolished();
     value->setMinimumWidth(value->fontMetrics().horizontalAdvance(QStringLiteral("0000 × 0000")));

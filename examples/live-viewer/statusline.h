@@ -3,9 +3,10 @@
 
 #include <QWidget>
 
+#include "streamobserver.h"
+
 class QHBoxLayout;
 class QLabel;
-struct StreamState;
 
 /** The line below the picture: the stream's name and state, and the measured display rate. */
 class StatusLine : public QWidget
@@ -23,7 +24,7 @@ public:
 private:
     QLabel* addField(QHBoxLayout* layout, QString const& caption);
 
-    bool mPresent = false;
+    StreamState mState;
     QLabel* mLamp;
     QLabel* mSize;
     QLabel* mRate;

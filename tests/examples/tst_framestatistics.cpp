@@ -47,7 +47,7 @@ class TestFrameStatistics : public QObject
 
 private Q_SLOTS:
     void atFirst_nothingIsCounted();
-    void published_tellsAndCountsNewFramesOnce();
+    void published_countsNewFramesOnce();
     void published_beforeTheStartIsNotCounted();
     void published_goesOnAfterTheClockIsSetBack();
     void painted_countsEachFrameOnce();
@@ -67,7 +67,7 @@ private Q_SLOTS:
 void TestFrameStatistics::atFirst_nothingIsCounted()
 {
     FrameStatistics statistics(Start);
-    QVERIFY(!statistics.published({}));
+    statistics.published({});
     FrameFigures const figures = statistics.figures();
     QCOMPARE(figures.published, 0);
     QCOMPARE(figures.shown, 0);
@@ -79,21 +79,21 @@ void TestFrameStatistics::atFirst_nothingIsCounted()
     QVERIFY(!figures.latencyP99Ms.has_value());
 }
 
-void TestFrameStatistics::published_tellsAndCountsNewFramesOnce()
+void TestFrameStatistics::published_countsNewFramesOnce()
 {
     FrameStatistics statistics(Start);
-    QVERIFY(statistics.published(held(0, 3)));
-    QVERIFY(!statistics.published(held(0, 3)));
-    QVERIFY(statistics.published(held(2, 5)));
-    QVERIFY(!statistics.published({}));
-    QVERIFY(statistics.published(held(20, 21)));
+    statistics.published(held(0, 3));
+    statistics.published(held(0, 3));
+    statistics.published(held(2, 5));
+    statistics.published({});
+    statistics.published(held(20, 21));
     QCOMPARE(statistics.figures().published, 8);
 }
 
 void TestFrameStatistics::published_beforeTheStartIsNotCounted()
 {
     FrameStatistics statistics(Start);
-    QVERIFY(statistics.published(held(-3, 1)));
+    statistics.published(held(-3, 1));
     QCOMPARE(statistics.figures().published, 2);
     statistics.painted(time(-1), time(0));
     QCOMPARE(statistics.figures().shown, 1);
@@ -103,8 +103,8 @@ void TestFrameStatistics::published_goesOnAfterTheClockIsSetBack()
 {
     FrameStatistics statistics(Start);
     statistics.published(held(100, 103));
-    QVERIFY(statistics.published(held(10, 11)));
-    QVERIFY(statistics.published(held(10, 12)));
+    statistics.published(held(10, 11));
+    statistics.published(held(10, 12));
     QCOMPARE(statistics.figures().published, 7);
     statistics.painted(time(103), time(104));
     statistics.painted(time(12), time(13));
@@ -126,7 +126,7 @@ void TestFrameStatistics::painted_soonerThanPublishedIsCountedAsBoth()
     Fixture statistics;
     statistics.paint(9);
     statistics.paint(10);
-    QVERIFY(!statistics.published(held(4, 10)));
+    statistics.published(held(4, 10));
     QCOMPARE(statistics.figures().published, 11);
     QCOMPARE(statistics.figures().shown, 2);
     QCOMPARE(statistics.figures().missed, 0);

@@ -45,9 +45,6 @@ private Q_SLOTS:
     void absentStream_givesNoImages();
     void stream_givesImagesOfItsOwnSize();
     void setImageSize_scalesFurtherImages();
-    void source_worksInAnotherThread();
-    void busyReceiver_leavesFewImagesInTheQueue();
-    void stop_endsTheImages();
 
 private:
     StreamPlace mPlace;
@@ -76,38 +73,6 @@ void TestImagePump::setImageSize_scalesFurtherImages()
     // Neither the shape of the frames nor even sides are kept.
     f.pump.setImageSize(QSize(33, 55));
     QTRY_COMPARE(f.lastImage().size(), QSize(33, 55));
-}
-
-void TestImagePump::source_worksInAnotherThread()
-{
-    Fixture const f;
-    QVERIFY(f.source->thread() != QThread::currentThread());
-}
-
-void TestImagePump::busyReceiver_leavesFewImagesInTheQueue()
-{
-    StreamFixture f;
-    QVERIFY(f.waitForImages());
-
-    // About 60 ticks pass while this thread takes nothing.
-    QThread::msleep(300);
-    f.images.clear();
-    QVERIFY(f.pump.skippedTicks() >= 20);
-    QCoreApplication::sendPostedEvents(&f.pump);
-    QVERIFY2(f.images.size() <= 3, qPrintable(QString::number(f.images.size())));
-    // And then it goes on.
-    QTRY_VERIFY(f.images.size() >= 10);
-}
-
-void TestImagePump::stop_endsTheImages()
-{
-    StreamFixture f;
-    QVERIFY(f.waitForImages());
-    f.pump.stop();
-    QCoreApplication::processEvents();
-    f.images.clear();
-    QTest::qWait(50);
-    QCOMPARE(f.images.size(), 0);
 }
 
 QVORLIN_TEST_MAIN(QCoreApplication, TestImagePump)

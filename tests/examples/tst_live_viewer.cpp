@@ -5,81 +5,19 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include "childprogram.h"
 #include "messagecheck.h"
 #include "streamplace.h"
 
 namespace {
 
-// Time for a program to do what it was asked for on a machine with other work.
-constexpr int Patience = 20000; // ms
-
-/** A program of this build; killed in the end. */
-class Program
-{
-public:
-    Program(QString const& name, QStringList const& arguments,
-        QProcessEnvironment const& environment = QProcessEnvironment::systemEnvironment())
-    {
-        mProcess.setProcessEnvironment(environment);
-        mProcess.start(QCoreApplication::applicationDirPath() + QLatin1Char('/') + name, arguments);
-        mProcess.waitForStarted(Patience);
-    }
-    ~Program() { kill(); }
-    Q_DISABLE_COPY(Program)
-
-    void kill()
-    {
-        mProcess.kill();
-        mProcess.waitForFinished(Patience);
-    }
-
-    void sendSignal(int signal) { ::kill(pid_t(mProcess.processId()), signal); }
-
-    /** The exit status, or -1 when a signal ended it. */
-    int exitStatus()
-    {
-        bool const ended =
-            mProcess.state() == QProcess::NotRunning || mProcess.waitForFinished(Patience);
-        return ended && mProcess.exitStatus() == QProcess::NormalExit ? mProcess.exitCode() : -1;
-    }
-
-    /** Reads lines of its output until one is @p wanted. */
-    bool waitForLine(QByteArray const& wanted)
-    {
-        QElapsedTimer timer;
-        timer.start();
-        while (timer.elapsed() < Patience) {
-            if (!mProcess.canReadLine() && !mProcess.waitForReadyRead(100))
-                continue;
-            while (mProcess.canReadLine()) {
-                if (mProcess.readLine() == wanted + '\n')
-                    return true;
-            }
-        }
-        return false;
-    }
-
-    QByteArray output() { return mProcess.readAllStandardOutput(); }
-    QByteArray errors() { return mProcess.readAllStandardError(); }
-
-private:
-    QProcess mProcess;
-};
-
 constexpr QRgb Background = qRgb(13, 17, 23);
-
-QJsonObject readJson(QString const& file)
-{
-    QFile json(file);
-    return json.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(json.readAll()).object()
-                                          : QJsonObject();
-}
+// Where with either renderer there is nothing but the picture.
+constexpr QRect PicturePart(0, 60, 1280, 300);
 
 double number(QJsonObject const& report, char const* group, char const* key)
 {
@@ -89,18 +27,6 @@ double number(QJsonObject const& report, char const* group, char const* key)
 double number(QJsonObject const& report, char const* key)
 {
     return report[QLatin1String(key)].toDouble(-1);
-}
-
-/** How many pixels of the upper half, where there is nothing but the picture, are @p colour. */
-double shareOf(QImage const& image, QRgb colour)
-{
-    int count = 0;
-    int const lines = image.height() / 2;
-    for (int y = 0; y < lines; ++y) {
-        for (int x = 0; x < image.width(); ++x)
-            count += image.pixel(x, y) == colour;
-    }
-    return image.isNull() ? -1 : double(count) / (image.width() * lines);
 }
 
 } // namespace
@@ -113,9 +39,13 @@ private Q_SLOTS:
     void help_needsNoDisplay();
     void wrongUsage_exitsWith2_data();
     void wrongUsage_exitsWith2();
+    void liveStream_isShownAndReported_data() { addRenderers(); }
     void liveStream_isShownAndReported();
+    void slowDisplay_missesFramesAndSaysSo_data() { addRenderers(); }
     void slowDisplay_missesFramesAndSaysSo();
+    void absentStream_showsSpinner_data() { addRenderers(); }
     void absentStream_showsSpinner();
+    void publisherKilledAndRestarted_isShownAgainWithinTwoSeconds_data() { addRenderers(); }
     void publisherKilledAndRestarted_isShownAgainWithinTwoSeconds();
     void publisherReplacedAtOnce_pausesBelowTwoSeconds();
     void signal_endsRunAndWritesOutputs_data();
@@ -125,6 +55,13 @@ private Q_SLOTS:
 
 private:
     QString path(char const* file) const { return mFolder.filePath(QString::fromLatin1(file)); }
+
+    static void addRenderers()
+    {
+        QTest::addColumn<QString>("renderer");
+        QTest::newRow("gl") << QStringLiteral("gl");
+        QTest::newRow("image") << QStringLiteral("image");
+    }
 
     /** Arguments of a viewer of the stream "test camera" that writes both outputs. */
     QStringList viewing(QStringList const& more) const
@@ -150,7 +87,7 @@ void TestLiveViewer::help_needsNoDisplay()
 {
     auto environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("DISPLAY"));
-    Program viewer(mViewer, {QStringLiteral("--help")}, environment);
+    ChildProgram viewer(mViewer, {QStringLiteral("--help")}, environment);
     QCOMPARE(viewer.exitStatus(), 0);
     QVERIFY(viewer.output().contains("--screenshot"));
 }
@@ -171,7 +108,7 @@ void TestLiveViewer::wrongUsage_exitsWith2()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QByteArray, error);
-    Program viewer(mViewer, arguments);
+    ChildProgram viewer(mViewer, arguments);
     QCOMPARE(viewer.exitStatus(), 2);
     QVERIFY(viewer.errors().endsWith(error));
     QCOMPARE(viewer.output(), QByteArray());
@@ -179,8 +116,10 @@ void TestLiveViewer::wrongUsage_exitsWith2()
 
 void TestLiveViewer::liveStream_isShownAndReported()
 {
-    Program const publisher(mPublisher, mPublishing);
-    Program viewer(mViewer, viewing({QStringLiteral("--seconds"), QStringLiteral("2")}));
+    QFETCH(QString, renderer);
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer, viewing({QStringLiteral("--renderer"), renderer,
+                                     QStringLiteral("--seconds"), QStringLiteral("2")}));
     QCOMPARE(viewer.exitStatus(), 0);
 
     QJsonObject const report = readJson(path("report.json"));
@@ -206,16 +145,21 @@ void TestLiveViewer::liveStream_isShownAndReported()
     QVERIFY(number(report, "latencyMs", "p99") >= p50);
     QVERIFY(number(report, "longestPauseMs") >= 30);
 
+    QJsonValue const device = report[QLatin1String("renderer")];
+    QVERIFY(renderer == QLatin1String("gl") ? !device.toString().isEmpty() : device.isNull());
+
     QImage const shot(path("shot.png"));
-    QVERIFY(shareOf(shot, Background) >= 0);
-    QVERIFY(shareOf(shot, Background) < 0.2);
+    QVERIFY(shareOf(shot, PicturePart, Background) >= 0);
+    QVERIFY(shareOf(shot, PicturePart, Background) < 0.2);
 }
 
 void TestLiveViewer::slowDisplay_missesFramesAndSaysSo()
 {
-    Program const publisher(mPublisher, mPublishing);
-    Program viewer(mViewer, viewing({QStringLiteral("--seconds"), QStringLiteral("2.5"),
-                                QStringLiteral("--rate"), QStringLiteral("2")}));
+    QFETCH(QString, renderer);
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(
+        mViewer, viewing({QStringLiteral("--renderer"), renderer, QStringLiteral("--seconds"),
+                     QStringLiteral("2.5"), QStringLiteral("--rate"), QStringLiteral("2")}));
     QCOMPARE(viewer.exitStatus(), 0);
     QJsonObject const report = readJson(path("report.json"));
     double const shown = number(report, "frames", "shown");
@@ -227,7 +171,9 @@ void TestLiveViewer::slowDisplay_missesFramesAndSaysSo()
 
 void TestLiveViewer::absentStream_showsSpinner()
 {
-    Program viewer(mViewer, viewing({QStringLiteral("--seconds"), QStringLiteral("0.5")}));
+    QFETCH(QString, renderer);
+    ChildProgram viewer(mViewer, viewing({QStringLiteral("--renderer"), renderer,
+                                     QStringLiteral("--seconds"), QStringLiteral("0.5")}));
     QCOMPARE(viewer.exitStatus(), 0);
 
     QJsonObject const report = readJson(path("report.json"));
@@ -238,21 +184,23 @@ void TestLiveViewer::absentStream_showsSpinner()
     QVERIFY(report[QLatin1String("stream")].toObject()[QLatin1String("width")].isNull());
     QVERIFY(report[QLatin1String("latencyMs")].toObject()[QLatin1String("p50")].isNull());
 
-    double const background = shareOf(QImage(path("shot.png")), Background);
+    double const background = shareOf(QImage(path("shot.png")), PicturePart, Background);
     QVERIFY2(background > 0.99 && background < 1.0, qPrintable(QString::number(background)));
 }
 
 void TestLiveViewer::publisherKilledAndRestarted_isShownAgainWithinTwoSeconds()
 {
-    Program publisher(mPublisher, mPublishing);
-    Program viewer(mViewer, viewing({QStringLiteral("--verbose")}));
+    QFETCH(QString, renderer);
+    ChildProgram publisher(mPublisher, mPublishing);
+    ChildProgram viewer(
+        mViewer, viewing({QStringLiteral("--renderer"), renderer, QStringLiteral("--verbose")}));
     QVERIFY(viewer.waitForLine(mShowing));
 
     publisher.kill();
     QVERIFY(viewer.waitForLine(mWaiting));
     QElapsedTimer sinceRestart;
     sinceRestart.start();
-    Program const again(mPublisher, mPublishing);
+    ChildProgram const again(mPublisher, mPublishing);
     QVERIFY(viewer.waitForLine(mShowing));
     qint64 const elapsed = sinceRestart.elapsed();
     qInfo("shown again after %lld ms", elapsed);
@@ -260,17 +208,17 @@ void TestLiveViewer::publisherKilledAndRestarted_isShownAgainWithinTwoSeconds()
 
     viewer.sendSignal(SIGTERM);
     QCOMPARE(viewer.exitStatus(), 0);
-    QVERIFY(shareOf(QImage(path("shot.png")), Background) < 0.2);
+    QVERIFY(shareOf(QImage(path("shot.png")), PicturePart, Background) < 0.2);
 }
 
 void TestLiveViewer::publisherReplacedAtOnce_pausesBelowTwoSeconds()
 {
-    Program publisher(mPublisher, mPublishing);
-    Program viewer(mViewer,
+    ChildProgram publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer,
         viewing({QStringLiteral("--verbose"), QStringLiteral("--seconds"), QStringLiteral("3.5")}));
     QVERIFY(viewer.waitForLine(mShowing));
     publisher.kill();
-    Program const again(mPublisher, mPublishing);
+    ChildProgram const again(mPublisher, mPublishing);
     QCOMPARE(viewer.exitStatus(), 0);
 
     QJsonObject const report = readJson(path("report.json"));
@@ -292,8 +240,8 @@ void TestLiveViewer::signal_endsRunAndWritesOutputs()
     QFETCH(int, signal);
     QFile::remove(path("shot.png"));
     QFile::remove(path("report.json"));
-    Program const publisher(mPublisher, mPublishing);
-    Program viewer(mViewer, viewing({QStringLiteral("--verbose")}));
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer, viewing({QStringLiteral("--verbose")}));
     QVERIFY(viewer.waitForLine(mShowing));
     viewer.sendSignal(signal);
     QCOMPARE(viewer.exitStatus(), 0);
@@ -331,7 +279,7 @@ void TestLiveViewer::unwritableOutput_isNamed()
     QFETCH(QByteArray, error);
     QFile::remove(path("shot.png"));
     QFile::remove(path("report.json"));
-    Program viewer(
+    ChildProgram viewer(
         mViewer, viewing({QStringLiteral("--seconds"), QStringLiteral("0.1"), option, file}));
     QCOMPARE(viewer.exitStatus(), 1);
     QVERIFY2(viewer.errors().endsWith("live-viewer: can't write " + error + "\n"), error);

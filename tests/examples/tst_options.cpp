@@ -7,12 +7,21 @@
 
 namespace {
 
-CommandLine parse(QStringList const& arguments)
+struct Parsed
 {
-    return parseCommandLine(QStringList{QStringLiteral("live-viewer")} + arguments);
+    Options options;
+    CommandLine line;
+};
+
+Parsed parse(QStringList const& arguments)
+{
+    Parsed parsed;
+    parsed.line = parseCommandLine(
+        commandLineSyntax(parsed.options), QStringList{QStringLiteral("live-viewer")} + arguments);
+    return parsed;
 }
 
-CommandLine parse(char const* option, QString const& value)
+Parsed parse(char const* option, QString const& value)
 {
     return parse({QString::fromLatin1(option), value});
 }
@@ -36,28 +45,31 @@ private Q_SLOTS:
 
 void TestOptions::none_givesTheDefaults()
 {
-    CommandLine const line = parse(QStringList());
-    QCOMPARE(line.action, CommandLine::Action::Show);
-    QCOMPARE(line.options.stream, QStringLiteral("live"));
-    QCOMPARE(line.options.seconds, 0.0);
-    QCOMPARE(line.options.rateNum, 60);
-    QCOMPARE(line.options.rateDen, 1);
-    QVERIFY(line.options.screenshot.isEmpty());
-    QVERIFY(line.options.report.isEmpty());
-    QVERIFY(!line.options.verbose);
+    Parsed const parsed = parse(QStringList());
+    QCOMPARE(parsed.line.action, CommandLine::Action::Run);
+    QCOMPARE(parsed.options.stream, QStringLiteral("live"));
+    QCOMPARE(parsed.options.seconds, 0.0);
+    QCOMPARE(parsed.options.rateNum, 60);
+    QCOMPARE(parsed.options.rateDen, 1);
+    QVERIFY(parsed.options.screenshot.isEmpty());
+    QVERIFY(parsed.options.report.isEmpty());
+    QVERIFY(parsed.options.renderer == Renderer::OpenGL);
+    QVERIFY(!parsed.options.verbose);
 }
 
 void TestOptions::all_areTaken()
 {
-    CommandLine const line = parse({QStringLiteral("--stream"), QStringLiteral("camera 1"),
+    Parsed const parsed = parse({QStringLiteral("--stream"), QStringLiteral("camera 1"),
         QStringLiteral("--seconds"), QStringLiteral("2.5"), QStringLiteral("--screenshot"),
-        QStringLiteral("a.png"), QStringLiteral("--report=b.json"), QStringLiteral("--verbose")});
-    QCOMPARE(line.action, CommandLine::Action::Show);
-    QCOMPARE(line.options.stream, QStringLiteral("camera 1"));
-    QCOMPARE(line.options.seconds, 2.5);
-    QCOMPARE(line.options.screenshot, QStringLiteral("a.png"));
-    QCOMPARE(line.options.report, QStringLiteral("b.json"));
-    QVERIFY(line.options.verbose);
+        QStringLiteral("a.png"), QStringLiteral("--report=b.json"), QStringLiteral("--verbose"),
+        QStringLiteral("--renderer"), QStringLiteral("image")});
+    QCOMPARE(parsed.line.action, CommandLine::Action::Run);
+    QCOMPARE(parsed.options.stream, QStringLiteral("camera 1"));
+    QCOMPARE(parsed.options.seconds, 2.5);
+    QCOMPARE(parsed.options.screenshot, QStringLiteral("a.png"));
+    QCOMPARE(parsed.options.report, QStringLiteral("b.json"));
+    QVERIFY(parsed.options.renderer == Renderer::Images);
+    QVERIFY(parsed.options.verbose);
 }
 
 void TestOptions::rate_isTakenExactly_data()
@@ -75,10 +87,10 @@ void TestOptions::rate_isTakenExactly()
 {
     QFETCH(int, num);
     QFETCH(int, den);
-    CommandLine const line = parse("--rate", QString::fromLatin1(QTest::currentDataTag()));
-    QCOMPARE(line.action, CommandLine::Action::Show);
-    QCOMPARE(line.options.rateNum, num);
-    QCOMPARE(line.options.rateDen, den);
+    Parsed const parsed = parse("--rate", QString::fromLatin1(QTest::currentDataTag()));
+    QCOMPARE(parsed.line.action, CommandLine::Action::Run);
+    QCOMPARE(parsed.options.rateNum, num);
+    QCOMPARE(parsed.options.rateDen, den);
 }
 
 void TestOptions::wrongUsage_isRefused_data()
@@ -98,6 +110,7 @@ void TestOptions::wrongUsage_isRefused_data()
     row("stray", {QStringLiteral("camera")}, "unexpected argument 'camera'");
     row("no value", {QStringLiteral("--stream")}, "Missing value after '--stream'.");
     bad("--stream", "", "bad value '' for --stream NAME");
+    bad("--renderer", "vulkan", "bad value 'vulkan' for --renderer KIND");
     bad("--report", "", "bad value '' for --report FILE");
     bad("--screenshot", "", "bad value '' for --screenshot FILE");
     bad("--seconds", "0", "bad value '0' for --seconds N");
@@ -118,26 +131,26 @@ void TestOptions::wrongUsage_isRefused()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, reason);
-    CommandLine const line = parse(arguments);
-    QCOMPARE(line.action, CommandLine::Action::Refuse);
-    QCOMPARE(line.text, reason);
+    Parsed const parsed = parse(arguments);
+    QCOMPARE(parsed.line.action, CommandLine::Action::Refuse);
+    QCOMPARE(parsed.line.text, reason);
 }
 
 void TestOptions::help_namesEveryOption()
 {
-    CommandLine const line = parse({QStringLiteral("--help")});
-    QCOMPARE(line.action, CommandLine::Action::Print);
+    Parsed const parsed = parse({QStringLiteral("--help")});
+    QCOMPARE(parsed.line.action, CommandLine::Action::Print);
     for (char const* option : {"--stream <NAME>", "--rate <FPS>", "--seconds <N>",
-             "--screenshot <FILE>", "--report <FILE>", "--verbose"})
-        QVERIFY2(line.text.contains(QLatin1String(option)), option);
+             "--screenshot <FILE>", "--report <FILE>", "--verbose", "--renderer <KIND>", "Keys"})
+        QVERIFY2(parsed.line.text.contains(QLatin1String(option)), option);
 }
 
 void TestOptions::version_isPrinted()
 {
     QCoreApplication::setApplicationVersion(QStringLiteral("1.2.3"));
-    CommandLine const line = parse({QStringLiteral("--version")});
-    QCOMPARE(line.action, CommandLine::Action::Print);
-    QCOMPARE(line.text, QStringLiteral("live-viewer 1.2.3\n"));
+    Parsed const parsed = parse({QStringLiteral("--version")});
+    QCOMPARE(parsed.line.action, CommandLine::Action::Print);
+    QCOMPARE(parsed.line.text, QStringLiteral("live-viewer 1.2.3\n"));
 }
 
 QVORLIN_TEST_MAIN(QCoreApplication, TestOptions)

@@ -38,6 +38,7 @@ private Q_SLOTS:
     void absentStream_changesNothing();
     void frames_areAllCounted();
     void stream_appearsGoesAndReturns();
+    void framePaintedBeforeItIsNoticed_isASignOfLife();
     void stop_endsTheObservation();
 
 private:
@@ -100,6 +101,20 @@ void TestStreamObserver::stream_appearsGoesAndReturns()
     QVERIFY(stream->isOpen() && stream->publish());
     QTRY_VERIFY(states.last.present);
     QCOMPARE(statistics.figures().published, 2);
+}
+
+void TestStreamObserver::framePaintedBeforeItIsNoticed_isASignOfLife()
+{
+    FrameStatistics statistics(wallClock());
+    TestStream stream(QTest::currentTestFunction());
+    QVERIFY(stream.isOpen() && stream.publish());
+    auto const watched = source();
+    statistics.painted(watched->grabVideo(0).startTime(), wallClock());
+    StreamObserver observer(watched, statistics);
+    States const states(observer);
+    observer.start();
+    QTRY_VERIFY(states.last.present);
+    QCOMPARE(statistics.figures().published, 1);
 }
 
 void TestStreamObserver::stop_endsTheObservation()

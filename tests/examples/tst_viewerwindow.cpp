@@ -7,6 +7,7 @@
 
 #include "framestatistics.h"
 #include "messagecheck.h"
+#include "streamstates.h"
 #include "streamview.h"
 
 namespace {
@@ -18,15 +19,6 @@ QImage frame(qint64 timestamp, QSize const& size = QSize(64, 36))
     image.setText(QStringLiteral("shmname"), QStringLiteral("camera"));
     image.setText(QStringLiteral("pts"), QString::number(timestamp));
     return image;
-}
-
-StreamState state(bool present, QSize const& size = QSize(1920, 1080), double rate = 25)
-{
-    StreamState result;
-    result.present = present;
-    result.size = size;
-    result.rate = rate;
-    return result;
 }
 
 /** The window on the screen, with what it counts and tells. */
@@ -137,18 +129,18 @@ void TestViewerWindow::streamGone_showsTheSpinnerUntilTheNextFrame()
 {
     Fixture f;
     QVERIFY(f.show());
-    f.window.setState(state(true));
+    f.window.setState(streamState(true));
     f.window.showImage(frame(5));
     QVERIFY(f.waitForShown(1));
 
-    f.window.setState(state(false));
+    f.window.setState(streamState(false));
     QCOMPARE(f.waiting.size(), 1);
     QVERIFY(f.busy());
     // The old frame once more is no sign of life.
     f.window.showImage(frame(5));
     QVERIFY(f.busy());
 
-    f.window.setState(state(true));
+    f.window.setState(streamState(true));
     f.window.showImage(frame(6));
     QVERIFY(f.waitForShown(2));
     QVERIFY(!f.busy());
@@ -160,13 +152,13 @@ void TestViewerWindow::stateOfTheStream_isWrittenBelow()
     Fixture f;
     QVERIFY(f.show());
     QVERIFY(!f.texts().contains(QStringLiteral("1920 × 1080")));
-    f.window.setState(state(true));
+    f.window.setState(streamState(true));
     QVERIFY(f.texts().contains(QStringLiteral("1920 × 1080")));
     QVERIFY(f.texts().contains(QStringLiteral("25 fps")));
-    f.window.setState(state(true, QSize(640, 360), 1e6 / 33367));
+    f.window.setState(streamState(true, QSize(640, 360), 1e6 / 33367));
     QVERIFY(f.texts().contains(QStringLiteral("640 × 360")));
     QVERIFY(f.texts().contains(QStringLiteral("29.97 fps")));
-    f.window.setState(state(false));
+    f.window.setState(streamState(false));
     QCOMPARE(f.texts().count(QStringLiteral("–")), 3);
 }
 
@@ -174,7 +166,7 @@ void TestViewerWindow::displayRate_isMeasured()
 {
     Fixture f;
     QVERIFY(f.show());
-    f.window.setState(state(true));
+    f.window.setState(streamState(true));
     auto rate = [&f] {
         QString const text = f.texts().last();
         return text.endsWith(QLatin1String(" fps"))
@@ -196,16 +188,16 @@ void TestViewerWindow::imageSize_fitsTheView()
     Fixture f;
     QVERIFY(f.show());
     QVERIFY(f.sizes.isEmpty());
-    f.window.setState(state(true, QSize(1000, 1000)));
+    f.window.setState(streamState(true, QSize(1000, 1000)));
     int const height = f.view()->height();
     QVERIFY(height < 640);
     QCOMPARE(f.sizes.last().first().toSize(), QSize(height, height));
     f.window.resize(800, 900);
     QTRY_COMPARE(f.sizes.last().first().toSize(), QSize(800, 800));
-    f.window.setState(state(true, QSize(1600, 800)));
+    f.window.setState(streamState(true, QSize(1600, 800)));
     QCOMPARE(f.sizes.last().first().toSize(), QSize(800, 400));
     // A line of pixels stays one.
-    f.window.setState(state(true, QSize(100000, 1)));
+    f.window.setState(streamState(true, QSize(100000, 1)));
     QCOMPARE(f.sizes.last().first().toSize(), QSize(800, 1));
 }
 

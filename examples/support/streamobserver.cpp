@@ -45,7 +45,10 @@ void StreamObserver::observe()
 {
     MediaSource::VideoStatus const status = mSource->getVideoStatus();
     StreamState state = mState;
-    if (mStatistics.published(status.timestamps)) {
+    mStatistics.published(status.timestamps);
+    // Not the statistics' word: they may know a frame already, from the one who painted it.
+    if (!status.timestamps.isEmpty() && status.timestamps.last() != mNewest) {
+        mNewest = status.timestamps.last();
         mSinceNewFrame.start();
         state.present = true;
         state.size = mSource->getVideoFrameSize();

@@ -28,18 +28,16 @@ FrameStatistics::FrameStatistics(qint64 start)
     , mLatencies(MaxLatency / LatencyClass + 1)
 {}
 
-bool FrameStatistics::published(QVector<qint64> const& timestamps)
+void FrameStatistics::published(QVector<qint64> const& timestamps)
 {
     std::lock_guard const lock(mMutex);
     if (timestamps.isEmpty())
-        return false;
+        return;
     auto fresh = timestamps.begin();
     // Times that have all stepped back belong to a clock set back or to another publisher.
     if (!mRecent.empty() && timestamps.last() >= mRecent.back().timestamp)
         fresh = std::upper_bound(fresh, timestamps.end(), mRecent.back().timestamp);
-    bool const any = fresh != timestamps.end();
     std::for_each(fresh, timestamps.end(), [this](qint64 timestamp) { append(timestamp); });
-    return any;
 }
 
 void FrameStatistics::painted(qint64 timestamp, qint64 now)

@@ -53,6 +53,7 @@ private:
     MultimediaThread mThread;
     // Only for the observing thread.
     StreamState mState;
+    qint64 mNewest = 0;
     QElapsedTimer mSinceNewFrame;
 };
 

@@ -36,8 +36,8 @@ public:
     /** @param start frames with an earlier time are none that were published since */
     explicit FrameStatistics(qint64 start);
 
-    /** The stream holds frames of these times, ascending. @return whether any is new */
-    bool published(QVector<qint64> const& timestamps);
+    /** The stream holds frames of these times, ascending. */
+    void published(QVector<qint64> const& timestamps);
 
     /** The frame of @p timestamp was painted at @p now. */
     void painted(qint64 timestamp, qint64 now);

@@ -1,0 +1,31 @@
+#ifndef VIDEOWINDOW_H
+#define VIDEOWINDOW_H
+
+#include "videoview.h"
+
+/**
+ * The window of a stream that is shown with OpenGL. It is the video widget itself, with everything
+ * else as its overlay, since some displays have room for a single OpenGL window and nothing beside.
+ */
+class VideoWindow : public VideoView
+{
+    Q_OBJECT
+
+public:
+    explicit VideoWindow(QString const& streamName);
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    void toggleMirrored();
+    void nextAspectMode();
+    void nextViewport();
+    void toggleFullScreen();
+    void noteChanges();
+
+    int mAspect = 0;   // index into the table of modes
+    int mViewport = 0; // index into the table of viewports
+};
+
+#endif

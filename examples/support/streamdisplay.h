@@ -1,0 +1,63 @@
+#ifndef STREAMDISPLAY_H
+#define STREAMDISPLAY_H
+
+#include <optional>
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QSharedPointer>
+#include <QTimer>
+
+#include "framestatistics.h"
+#include "streamobserver.h"
+#include "streamreport.h"
+#include "videopump.h"
+
+class VideoView;
+
+/**
+ * Brings a stream to a view: fetches its frames at the display rate, follows what becomes of them
+ * and has the view say so, or wait while there is no stream.
+ */
+class StreamDisplay : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** @param view must outlive the display */
+    StreamDisplay(QString const& streamName, int rateNum, int rateDen, VideoView& view);
+
+    void start();
+    void stop();
+
+    StreamReport report() const;
+
+Q_SIGNALS:
+    /** The first frame since the start, or since waiting(), is on the screen. */
+    void showing();
+
+    /** The stream has gone. */
+    void waiting();
+
+private:
+    void setState(StreamState const& state);
+    void onFramePainted(qint64 timestamp);
+    void updateFigures();
+
+    VideoView& mView;
+    FrameStatistics mStatistics;
+    QSharedPointer<MediaSource> mSource;
+    StreamObserver mObserver;
+    VideoPump mPump;
+    StreamState mState;
+    bool mWaiting = true;
+    QTimer mFiguresTimer;
+    QElapsedTimer mClock;
+    // Of the paints since the figures were last updated; times in ns of the clock.
+    std::optional<qint64> mPaintBefore;
+    qint64 mLastPaint = 0;
+    qint64 mPainted = 0;
+    qint64 mLatencySum = 0; // µs
+};
+
+#endif

@@ -1,0 +1,66 @@
+#ifndef STREAMOVERLAY_H
+#define STREAMOVERLAY_H
+
+#include <QElapsedTimer>
+#include <QImage>
+#include <QString>
+#include <QVector>
+
+#include "renderlib/customsubwidget.h"
+#include "streamobserver.h"
+
+/**
+ * What lies over the picture of a stream: a line with its name, rates and latency at the upper
+ * edge, and while the stream is waited for a turning wheel in the middle. Its parts are painted
+ * without OpenGL and kept as images, which makes them smooth on any device and cheap to repeat.
+ */
+class StreamOverlay : public renderlib::CustomSubWidget
+{
+    Q_OBJECT
+
+public:
+    StreamOverlay(QString const& streamName, renderlib::CustomVideoWidget* videoWidget);
+
+    void setState(StreamState const& state);
+    void setWaiting(bool waiting) { mWaiting = waiting; }
+
+    /** New frames shown per second, and how old they were when painted, in milliseconds. */
+    void setFigures(double displayRate, double latencyMs);
+
+    /** A word on how the picture is shown; empty: none. */
+    void setNote(QString const& note);
+
+    /** A figure on the line. */
+    struct Field
+    {
+        QString caption;
+        QString value;
+        bool chief; /**< shown on a narrow picture, too */
+    };
+
+    /** The figures, from left to right. */
+    QVector<Field> fields() const;
+
+    void paint(QPainter* painter) override;
+
+Q_SIGNALS:
+    /** All but the swap of the buffers is done for this picture. */
+    void painted(QPainter* painter);
+
+private:
+    void paintWheel(QPainter& painter) const;
+    QImage makeLine() const;
+    int paintFields(QPainter& painter) const;
+
+    QString const mName;
+    QString mNote;
+    StreamState mState;
+    double mDisplayRate = 0;
+    double mLatencyMs = 0;
+    bool mWaiting = true;
+    QElapsedTimer mTime;
+    QImage const mWheelDot;
+    QImage mLine; // null when it has to be made anew
+};
+
+#endif

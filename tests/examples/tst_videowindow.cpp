@@ -1,0 +1,146 @@
+#include "videowindow.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+#include "greyframe.h"
+#include "opengltest.h"
+
+namespace {
+
+constexpr Quarters Greys = {40, 100, 160, 220};
+
+/** A window that shows frames of four greys. */
+struct Fixture
+{
+    VideoWindow window{QStringLiteral("camera")};
+    qint64 timestamp = 0;
+
+    bool show()
+    {
+        window.resize(640, 360);
+        window.show();
+        return QTest::qWaitFor([this] { return !window.renderer().isEmpty(); });
+    }
+
+    void press(char key) { QTest::keyClick(&window, key); }
+
+    /** What is seen of the frame that comes next. */
+    Quarters nextFrame()
+    {
+        QSignalSpy const painted(&window, &VideoView::framePainted);
+        QVideoFrame const frame = greyFrame(++timestamp, Greys);
+        bool const shown = QTest::qWaitFor([&] {
+            window.showFrame(frame);
+            QCoreApplication::processEvents();
+            return !painted.isEmpty();
+        });
+        return shown ? quartersOf(window.picture()) : Quarters{};
+    }
+
+    QImage line() { return window.picture().copy(0, 0, 640, 28); }
+};
+
+} // namespace
+
+class TestVideoWindow : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void window_isNamedAfterTheStream();
+    void keyM_mirrors();
+    void keyA_changesTheAspectMode();
+    void keyV_showsTheQuarters();
+    void keyF_fillsTheScreen();
+    void keys_areNotedOnTheLine();
+    void otherKey_changesNothing();
+};
+
+void TestVideoWindow::window_isNamedAfterTheStream()
+{
+    VideoWindow const window(QStringLiteral("camera"));
+    QCOMPARE(window.windowTitle(), QStringLiteral("camera"));
+    QVERIFY(window.isWindow());
+}
+
+void TestVideoWindow::keyM_mirrors()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    QVERIFY(alike(f.nextFrame(), Greys));
+    f.press('m');
+    QVERIFY(alike(f.nextFrame(), {100, 40, 220, 160}));
+    f.press('m');
+    QVERIFY(alike(f.nextFrame(), Greys));
+}
+
+void TestVideoWindow::keyA_changesTheAspectMode()
+{
+    Fixture f;
+    QCOMPARE(f.window.aspectRatioMode(), Qt::KeepAspectRatio);
+    f.press('a');
+    QCOMPARE(f.window.aspectRatioMode(), Qt::KeepAspectRatioByExpanding);
+    f.press('a');
+    QCOMPARE(f.window.aspectRatioMode(), Qt::IgnoreAspectRatio);
+    f.press('a');
+    QCOMPARE(f.window.aspectRatioMode(), Qt::KeepAspectRatio);
+}
+
+void TestVideoWindow::keyV_showsTheQuarters()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    QVERIFY(alike(f.nextFrame(), Greys));
+    for (int const grey : Greys) {
+        f.press('v');
+        QVERIFY(alike(f.nextFrame(), {grey, grey, grey, grey}));
+    }
+    f.press('v');
+    QVERIFY(alike(f.nextFrame(), Greys));
+}
+
+void TestVideoWindow::keyF_fillsTheScreen()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    f.press('f');
+    QVERIFY(f.window.isFullScreen());
+    // It goes on showing there.
+    QVERIFY(alike(f.nextFrame(), Greys));
+    f.press('f');
+    QVERIFY(!f.window.isFullScreen());
+    QVERIFY(alike(f.nextFrame(), Greys));
+}
+
+void TestVideoWindow::keys_areNotedOnTheLine()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    QVERIFY(alike(f.nextFrame(), Greys));
+    QImage const plain = f.line();
+    for (char const key : {'m', 'a', 'v'}) {
+        QImage const before = f.line();
+        f.press(key);
+        QVERIFY2(f.line() != before, &key);
+    }
+    // Back to where it began.
+    for (char const key : {'m', 'a', 'a', 'v', 'v', 'v', 'v'})
+        f.press(key);
+    QVERIFY(alike(f.nextFrame(), Greys));
+    QCOMPARE(f.line(), plain);
+}
+
+void TestVideoWindow::otherKey_changesNothing()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    f.press('x');
+    QVERIFY(!f.window.mirrored());
+    QCOMPARE(f.window.aspectRatioMode(), Qt::KeepAspectRatio);
+    QVERIFY(!f.window.isFullScreen());
+    QVERIFY(alike(f.nextFrame(), Greys));
+}
+
+QVORLIN_OPENGL_TEST_MAIN(TestVideoWindow)
+#include "tst_videowindow.moc"
