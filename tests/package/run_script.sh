@@ -47,6 +47,9 @@ run=$work/tree/run
 
 expect help_listsTheCommands 0 'bench [PATTERN]' "$run" help
 expect noCommand_showsTheHelp 0 'Usage: ./run' "$run"
+expect help_listsTheWall 0 'wall [N]' "$run" help
+expect wallOfNone_isAUsageError 2 "there is no wall of '0' streams" "$run" wall 0
+expect wallOfTooMany_isAUsageError 2 "there is no wall of '65' streams" "$run" wall 65
 expect unknownCommand_isAUsageError 2 "unknown command 'frobnicate'" "$run" frobnicate
 
 only_these_tools
