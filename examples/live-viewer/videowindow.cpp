@@ -19,7 +19,7 @@ struct AspectMode
 
 constexpr AspectMode AspectModes[] = {
     {Qt::KeepAspectRatio, ""},
-    {Qt::KeepAspectRatioByExpanding, "cut to fill"},
+    {Qt::KeepAspectRatioByExpanding, "expanding"},
     {Qt::IgnoreAspectRatio, "stretched"},
 };
 
