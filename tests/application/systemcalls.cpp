@@ -80,8 +80,7 @@ EXPORTED int socketpair(int domain, int type, int protocol, int ends[2]) noexcep
     return result;
 }
 
-EXPORTED int sigaction(
-    int signal, struct sigaction const* action, struct sigaction* old) noexcept
+EXPORTED int sigaction(int signal, struct sigaction const* action, struct sigaction* old) noexcept
 {
     static auto* const real = next<decltype(sigaction)>("sigaction");
     if (action) {

@@ -129,12 +129,11 @@ private slots:
     void endOfTheApplication_closesTheLog()
     {
         CapturedOutput err(STDERR_FILENO);
-        MessageHandlerKeeper const keeper;
         {
             TestApplication const app;
             QVorlinApplication::openLog(Identity, "info", false);
         }
-        qWarning("too late");
+        logger::warning("too late");
         QVERIFY2(err.text().endsWith(" warning too late\n"), err.text());
         QVERIFY(mSocket->readLine(0).isEmpty());
     }
