@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <cstdlib>
 
 #include "application/qvorlinapplication.h"
 #include "fakelogger.h"
@@ -12,7 +13,7 @@ constexpr char RoleVariable[] = "TST_OPENLOG_ROLE";
 constexpr char PlainRole[] = "plain";
 constexpr char NamelessRole[] = "nameless";
 
-int printLogCalls(int argc, char** argv)
+[[noreturn]] void printLogCalls(int argc, char** argv)
 {
     char noName[] = "";
     if (qgetenv(RoleVariable) == NamelessRole)
@@ -23,7 +24,9 @@ int printLogCalls(int argc, char** argv)
     QVorlinApplication::openLog();
     QStringList const calls = before + fakelogger::takeCalls();
     std::fputs(qPrintable(calls.join(QLatin1Char('\n'))), stdout);
-    return 0;
+    std::fflush(stdout);
+    // The end of a program is tested elsewhere, and takes its time when a sanitizer checks it.
+    std::quick_exit(0);
 }
 
 // What a program with these arguments, started anew, asks of the logging library.
@@ -150,7 +153,7 @@ private slots:
 int main(int argc, char* argv[])
 {
     if (qEnvironmentVariableIsSet(RoleVariable))
-        return printLogCalls(argc, argv);
+        printLogCalls(argc, argv);
     QCoreApplication app(argc, argv);
     OpenLogTest test;
     return runCheckingMessages(&test, argc, argv);

@@ -6,9 +6,9 @@
 #include <QLineEdit>
 #include <QMainWindow>
 
+#include "application/qvorlinapplication.h"
 #include "fakelogger.h"
 #include "messagecheck.h"
-#include "testapplication.h"
 
 namespace {
 
@@ -43,7 +43,8 @@ private slots:
     {
         mFolder.emplace();
         QVERIFY(mFolder->isValid());
-        mApp.emplace();
+        mApp->setScreenshotsDirectory(QString());
+        mApp->setInactivityTimeout(0);
         mWindow.emplace();
         mWindow->show();
         QVERIFY(QTest::qWaitForWindowExposed(&*mWindow));
@@ -52,7 +53,6 @@ private slots:
     void cleanup()
     {
         mWindow.reset();
-        mApp.reset();
         mFolder.reset();
     }
 
@@ -126,8 +126,8 @@ private slots:
     {
         mApp->setScreenshotsDirectory(mFolder->path());
         mApp->setInactivityTimeout(3600000);
-        QVERIFY(QMetaObject::invokeMethod(&*mApp, "onInactivityTimeout"));
-        QSignalSpy const active(&*mApp, &QVorlinApplication::active);
+        QVERIFY(QMetaObject::invokeMethod(mApp, "onInactivityTimeout"));
+        QSignalSpy const active(mApp, &QVorlinApplication::active);
         QKeyEvent key(QEvent::KeyPress, Qt::Key_Print, Qt::NoModifier);
         QCoreApplication::sendEvent(&*mWindow, &key);
         QCOMPARE(active.size(), 1);
@@ -205,7 +205,7 @@ private slots:
         QStringList const calls = fakelogger::takeCalls();
         QCOMPARE(calls.size(), 1);
         QRegularExpression const form(QStringLiteral(
-            R"(^error: screenshot: failed to save /proc/program-[\d.:-]{23}\.png\n$)"));
+            R"(^error: screenshot: failed to save /proc/tst_application_screenshots-[\d.:-]{23}\.png\n$)"));
         QVERIFY2(form.match(calls.constFirst()).hasMatch(), qPrintable(calls.constFirst()));
     }
 
@@ -247,14 +247,10 @@ private:
     QStringList files() const { return QDir(mFolder->path()).entryList(QDir::Files); }
 
     std::optional<QTemporaryDir> mFolder;
-    std::optional<TestApplication> mApp;
+    QVorlinApplication* const mApp = qobject_cast<QVorlinApplication*>(qApp);
     std::optional<KeyWindow> mWindow;
 };
 
-int main(int argc, char* argv[])
-{
-    ScreenshotsTest test;
-    return runCheckingMessages(&test, argc, argv);
-}
+QVORLIN_TEST_MAIN(QVorlinApplication, ScreenshotsTest)
 
 #include "tst_screenshots.moc"
