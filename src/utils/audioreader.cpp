@@ -387,7 +387,7 @@ qint64 AudioReader::padWithSilence(char* data, qint64 maxSize, int frames)
     if (frames == 0)
         return maxSize;
     // A stream that has just ended shows here, not as silence.
-    if (mRequireAudio && !mSource->getAudioFormat().isValid())
+    if (!mSource->getAudioFormat().isValid() && mRequireAudio)
         return -1;
     int const size = mFormat.bytesForFrames(frames);
     std::memset(data + maxSize - size, 0, static_cast<size_t>(size));
