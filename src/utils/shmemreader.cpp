@@ -130,7 +130,7 @@ QVector<qint64> ShmemReader::getVideoTimestamps()
 QAudioFormat ShmemReader::getAudioFormat()
 {
     QMutexLocker lock(&mMutex);
-    return check(false) ? shmemFormatToAudioFormat(mFormat) : QAudioFormat();
+    return check(false) ? mAudioFormat : QAudioFormat();
 }
 
 unsigned long ShmemReader::grabAudio(int mode, unsigned long count, void* dest, qint64 timestamp)
@@ -221,6 +221,7 @@ bool ShmemReader::reopen()
         mReader.reset();
         return false;
     }
+    mAudioFormat = shmemFormatToAudioFormat(mFormat);
     if (mFormat.has_video)
         applyVideoFrameRate();
     return true;

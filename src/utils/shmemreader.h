@@ -108,6 +108,8 @@ private:
     qint64 mSyncMax = 0;
     unsigned int mFpsNum = 0;
     unsigned int mFpsDen = 0;
+    // Of mFormat: asked for with each read of audio, and a new one would take memory.
+    QAudioFormat mAudioFormat;
 };
 
 #endif

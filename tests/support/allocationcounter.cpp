@@ -3,10 +3,6 @@
 #include <cerrno>
 #include <cstddef>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#include <sanitizer/allocator_interface.h>
-#endif
-
 namespace {
 
 thread_local bool counting = false;
@@ -21,6 +17,10 @@ void countAllocation()
 } // namespace
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+
+// Not every distribution has the header, sanitizer/allocator_interface.h.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(
+    void (*allocated)(void const volatile*, size_t), void (*freed)(void const volatile*));
 
 namespace {
 
