@@ -200,8 +200,8 @@ bool AudioPlayerLiveTest::waitForTone(qint64 from)
 }
 
 /**
- * Plays with that delay, and measures how late the clicks are. A start that was held up makes them
- * later: with more than @p expected, it is tried again, and the least counts.
+ * Plays with that delay, and measures how late the clicks are once it has settled. A start that was
+ * held up makes them later: with more than @p expected, it is tried again, and the least counts.
  */
 qint64 AudioPlayerLiveTest::latenessFromStart(qint64 delay, qint64 expected)
 {
@@ -212,10 +212,11 @@ qint64 AudioPlayerLiveTest::latenessFromStart(qint64 delay, qint64 expected)
         qint64 const start = wallClock();
         if (!play())
             return -1;
-        QTest::qWait(static_cast<int>((delay + 1200 * Milliseconds) / Milliseconds));
+        // The output's first buffer, and a bit more than a second.
+        QTest::qWait(static_cast<int>(2 * mBuffer / Milliseconds + 1200));
         player()->stop();
         SoundRecording const recording = mRecorder->recording();
-        int const first = recording.indexAt(start);
+        int const first = recording.indexAt(start + 2 * mBuffer);
         for (int const click :
             findClicks(Part(recording.left(), first, recording.size()), ClickLevel, Rate))
             least = std::min(least, lateness(recording, first + click));
