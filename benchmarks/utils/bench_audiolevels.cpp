@@ -1,3 +1,4 @@
+#include "pcm.h"
 #include "support/report.h"
 
 #include <cmath>
@@ -7,8 +8,6 @@
 #include <random>
 #include <string>
 #include <vector>
-
-#include <QAudioFormat>
 
 extern "C" {
 #include <libavfilter/avfilter.h>
@@ -58,17 +57,6 @@ Samples noise(size_t count)
     return samples;
 }
 
-QAudioFormat pcm(int channelCount)
-{
-    QAudioFormat format;
-    format.setCodec(QStringLiteral("audio/pcm"));
-    format.setSampleRate(rate);
-    format.setChannelCount(channelCount);
-    format.setSampleType(QAudioFormat::SignedInt);
-    format.setSampleSize(16);
-    return format;
-}
-
 /** Goes through the samples block by block, over and over. */
 template<typename Measure>
 void walk(benchmark::State& state, const Samples& samples, int frames, Measure measure)
@@ -87,7 +75,7 @@ void walk(benchmark::State& state, const Samples& samples, int frames, Measure m
 void levels(
     benchmark::State& state, const Samples& samples, int frames, int channelCount = channels)
 {
-    const QAudioFormat format = pcm(channelCount);
+    const QAudioFormat format = pcm(rate, channelCount);
     walk(state, samples, frames, [&](const int16_t* data, size_t size) {
         benchmark::DoNotOptimize(getRmsMaxDecibels(data, size / size_t(channelCount), format));
     });
@@ -200,8 +188,8 @@ void compareWithFilter(Pairs& pairs, const std::string& sound, const Samples& sa
     for (const Block& block : {shortBlock, longBlock}) {
         const std::string what = ", " + sound + ", " + block.name;
         const int frames = block.frames;
-        const auto size = samples.begin() + frames * channels;
-        const auto part = std::make_shared<Samples>(samples.begin(), size);
+        const auto part =
+            std::make_shared<Samples>(samples.begin(), samples.begin() + frames * channels);
         pairs.compare(pairs.add("levels" + what,
                           [part, frames](auto& state) { levels(state, *part, frames); }),
             pairs.add("volumedetect" + what,

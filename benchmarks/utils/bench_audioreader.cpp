@@ -1,3 +1,4 @@
+#include "pcm.h"
 #include "support/report.h"
 
 #include "shm_reader.h"
@@ -27,18 +28,6 @@ namespace {
 constexpr qint64 delay = 1900000;
 constexpr int readsPerRound = 17;
 constexpr int chunkFrames = 1024;
-
-QAudioFormat pcm(int rate, int channels)
-{
-    QAudioFormat format;
-    format.setCodec(QStringLiteral("audio/pcm"));
-    format.setByteOrder(QAudioFormat::LittleEndian);
-    format.setSampleRate(rate);
-    format.setChannelCount(channels);
-    format.setSampleType(QAudioFormat::SignedInt);
-    format.setSampleSize(16);
-    return format;
-}
 
 std::vector<short> sine(const QAudioFormat& format)
 {
