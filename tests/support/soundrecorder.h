@@ -42,8 +42,8 @@ private:
 };
 
 /**
- * Records what a PulseAudio source hears, by default all that is played on the null sink of the
- * test session, for as long as the object lives. Link qvorlin_sound_recorder; needs parec.
+ * Records what a PulseAudio source hears, by default all that is played on the null sink that
+ * the tests have, for as long as the object lives. Link qvorlin_sound_recorder; needs parec.
  */
 class SoundRecorder
 {

@@ -21,7 +21,6 @@ constexpr int NoInterval = -1;
 bool resamplerFails = false;
 
 QString const Speaker = QStringLiteral("speaker");
-QString const Headphones = QStringLiteral("headphones");
 
 } // namespace
 
@@ -46,16 +45,6 @@ private slots:
     void teardown_stopsAndDeletesOutput();
     void metaObject_hasSignalsSlotsAndProperties();
     void outputState_canBeQueued();
-
-    void setDevice_findsDeviceByName();
-    void setDefaultDevice_takesTheDefault();
-    void setDeviceDefaultWithCapital_isLookedUpByName();
-    void setDevice_takesTheFirstOfEqualNames();
-    void setUnknownDevice_keepsThePrevious();
-    void setDeviceWithoutAny_isRefused();
-    void setDevice_stopsWhatPlays();
-    void setFirstDevice_doesNotStop();
-    void setDevice_keepsOutputOfEqualFormat();
 
     void startWithoutSource_aborts();
     void startWithoutDevice_aborts();
@@ -172,86 +161,6 @@ void AudioPlayerTest::outputState_canBeQueued()
     QCOMPARE(fakelogger::takeCalls(), QStringList());
     QCoreApplication::sendPostedEvents(player());
     QCOMPARE(fakelogger::takeCalls(), lines("debug: Audio player state changed to 3"));
-}
-
-void AudioPlayerTest::setDevice_findsDeviceByName()
-{
-    QVERIFY(player()->setDevice(Headphones));
-    QVERIFY(player()->enabled());
-    QVERIFY(player()->start(mStage->source.get(), 25, true));
-    QVERIFY(mStage->sound.takeCalls().contains(QStringLiteral("create 1 headphones")));
-}
-
-void AudioPlayerTest::setDefaultDevice_takesTheDefault()
-{
-    QVERIFY(player()->setDevice(QStringLiteral("default")));
-    QVERIFY(player()->enabled());
-    QVERIFY(player()->start(mStage->source.get(), 25, true));
-    QVERIFY(mStage->sound.takeCalls().contains(QStringLiteral("create 1 speaker")));
-}
-
-void AudioPlayerTest::setDeviceDefaultWithCapital_isLookedUpByName()
-{
-    QVERIFY(!player()->setDevice(QStringLiteral("Default")));
-    QVERIFY(!player()->enabled());
-    QCOMPARE(fakelogger::takeCalls(), lines("warning: Audio device not found"));
-
-    mStage->sound.devices.append(QStringLiteral("Default"));
-    QVERIFY(player()->setDevice(QStringLiteral("Default")));
-    QVERIFY(player()->start(mStage->source.get(), 25, true));
-    QVERIFY(mStage->sound.takeCalls().contains(QStringLiteral("create 1 Default")));
-}
-
-void AudioPlayerTest::setDevice_takesTheFirstOfEqualNames()
-{
-    mStage->sound.devices = lines("speaker; headphones/left; headphones/right");
-    QVERIFY(player()->setDevice(Headphones));
-    QVERIFY(player()->start(mStage->source.get(), 25, true));
-    QVERIFY(mStage->sound.takeCalls().contains(QStringLiteral("create 1 headphones/left")));
-}
-
-void AudioPlayerTest::setUnknownDevice_keepsThePrevious()
-{
-    QVERIFY(player()->setDevice(Headphones));
-    fakelogger::takeCalls();
-
-    QVERIFY(!player()->setDevice(QStringLiteral("gramophone")));
-
-    QVERIFY(player()->enabled());
-    QCOMPARE(fakelogger::takeCalls(),
-        lines("enter: stop; leave: stop; warning: Audio device not found"));
-    QVERIFY(player()->start(mStage->source.get(), 25, true));
-    QVERIFY(mStage->sound.takeCalls().contains(QStringLiteral("create 1 headphones")));
-}
-
-void AudioPlayerTest::setDeviceWithoutAny_isRefused()
-{
-    mStage->sound.devices.clear();
-    QVERIFY(!player()->setDevice(Speaker));
-    QVERIFY(!player()->enabled());
-    QCOMPARE(fakelogger::takeCalls(), lines("warning: Audio device not found"));
-}
-
-void AudioPlayerTest::setDevice_stopsWhatPlays()
-{
-    QVERIFY(mStage->startPlaying());
-    QVERIFY(player()->setDevice(Headphones));
-    QCOMPARE(mStage->sound.takeCalls(), lines("stop 1"));
-    QVERIFY(!player()->isActive());
-}
-
-void AudioPlayerTest::setFirstDevice_doesNotStop()
-{
-    QVERIFY(player()->setDevice(Speaker));
-    QCOMPARE(fakelogger::takeCalls(), QStringList());
-}
-
-void AudioPlayerTest::setDevice_keepsOutputOfEqualFormat()
-{
-    QVERIFY(mStage->startPlaying());
-    QVERIFY(player()->setDevice(Headphones));
-    QVERIFY(player()->start(mStage->source.get(), 0, true));
-    QCOMPARE(mStage->sound.takeCalls(), lines("stop 1; reset 1; setVolume 1 1; start 1"));
 }
 
 void AudioPlayerTest::startWithoutSource_aborts()
