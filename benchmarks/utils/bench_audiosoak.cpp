@@ -51,7 +51,7 @@ std::vector<int16_t> makeBlock(size_t side)
 {
     static_assert(blockFrames % period == 0);
     constexpr double pi = 3.14159265358979323846;
-    std::vector<int16_t> samples(blockFrames * 2);
+    std::vector<int16_t> samples(size_t(blockFrames) * 2);
     for (size_t i = 0; i < blockFrames; ++i)
         samples[2 * i + side] = int16_t(std::lround(level * std::sin(2 * pi * double(i) / period)));
     return samples;
@@ -97,7 +97,7 @@ protected:
     qint64 readData(char* data, qint64 size) override
     {
         const auto* bytes = reinterpret_cast<const char*>(mBlock.data());
-        const auto length = qint64(mBlock.size() * sizeof(int16_t));
+        const auto length = qint64(mBlock.size()) * qint64(sizeof(int16_t));
         for (qint64 done = 0; done < size;) {
             const qint64 part = std::min(size - done, length - mPosition);
             std::memcpy(data + done, bytes + mPosition, size_t(part));
@@ -143,8 +143,8 @@ bool isHeard(const std::vector<qint16>& channel)
 int soakSeconds()
 {
     const char* const text = std::getenv("QVORLIN_SOAK_SECONDS");
-    const int seconds = text ? std::atoi(text) : 600;
-    return std::max(seconds, 5);
+    const long seconds = text ? std::strtol(text, nullptr, 10) : 600;
+    return int(std::clamp(seconds, 5L, 86400L));
 }
 
 std::string play(Report& report, const std::string& stream, int seconds)

@@ -240,12 +240,12 @@ void AudioPlayer::playerStateChanged(QAudio::State state)
 /** Sees to an output of this format, quiet so far, whose signals reach the player. */
 void AudioPlayer::prepareOutput(QAudioFormat const& format)
 {
-    if (mAudioOutput && mAudioOutput->format() != format)
-        delete mAudioOutput;
-    if (mAudioOutput)
+    if (mAudioOutput && mAudioOutput->format() == format) {
         mAudioOutput->reset();
-    else
+    } else {
+        delete mAudioOutput;
         mAudioOutput = new QAudioOutput(mOutDevice, format, nullptr);
+    }
     mAudioOutput->setVolume(effectiveVolume());
     connect(mAudioOutput, &QAudioOutput::stateChanged, this, &AudioPlayer::playerStateChanged,
         Qt::UniqueConnection);

@@ -60,15 +60,15 @@ std::optional<qint64> leastLateness(SoundRecorder const& recorder)
     qint64 const begin = wallClock();
     for (int block = 0; block < 100; ++block) {
         // Without a pause in between, or it would have to begin again.
-        while (wallClock() < begin + block * 10000)
+        while (wallClock() < begin + qint64{block} * 10000)
             QThread::usleep(500);
-        std::vector<qint16> samples(blockFrames * 2);
+        std::vector<qint16> samples(size_t{blockFrames} * 2);
         if (block % 20 == 10) {
             std::fill(samples.begin(), samples.begin() + blockFrames / 5, qint16{20000});
             times.push_back(wallClock());
         }
-        player.write(
-            reinterpret_cast<char const*>(samples.data()), blockFrames * 2 * int{sizeof(qint16)});
+        player.write(reinterpret_cast<char const*>(samples.data()),
+            qint64{blockFrames} * 2 * qint64{sizeof(qint16)});
         if (!player.waitForBytesWritten())
             return {};
     }
