@@ -193,6 +193,11 @@ qint64 AudioPlayer::reanchors() const
     return mReader.reanchors();
 }
 
+qint64 AudioPlayer::skippedTime() const
+{
+    return mReader.skippedTime();
+}
+
 qint64 AudioPlayer::silentFrames() const
 {
     return mReader.silentFrames();

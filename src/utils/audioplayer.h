@@ -90,6 +90,7 @@ public:
 
     /** What became of the sound since the last start(), see AudioReader. @{ */
     qint64 reanchors() const;
+    qint64 skippedTime() const;
     qint64 silentFrames() const;
     qint64 underruns() const;
     /** @} */

@@ -128,6 +128,7 @@ bool AudioReader::open(MediaSource* source, QAudioFormat const& format, bool req
     mStartTimestamp = 0;
     mRequireAudio = requireAudio;
     mReanchors = 0;
+    mSkippedTime = 0;
     mSilentFrames = 0;
     mUnderruns = 0;
     return QIODevice::open(QIODevice::ReadOnly);
@@ -256,6 +257,11 @@ qint64 AudioReader::reanchors() const
     return mReanchors;
 }
 
+qint64 AudioReader::skippedTime() const
+{
+    return mSkippedTime;
+}
+
 qint64 AudioReader::silentFrames() const
 {
     return mSilentFrames;
@@ -314,12 +320,14 @@ void AudioReader::updatePosition(qint64 last, qint64 maxSize)
     bool const fresh = !mTimer.isValid();
     if (!fresh && last - mTimestamp <= mMaxDelay)
         return;
+    qint64 const before = mTimestamp;
     mTimestamp = last - std::max(mDelay, mSourceFormat.durationForBytes(static_cast<int>(maxSize)));
     if (fresh) {
         mSamplesRead = 0;
         mTimer.start();
     } else {
         ++mReanchors;
+        mSkippedTime += mTimestamp - before;
     }
 }
 

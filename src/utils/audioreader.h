@@ -86,6 +86,8 @@ public:
     QAudioFormat format() const;
     /** Times that the reader was placed anew because it had fallen behind. */
     qint64 reanchors() const;
+    /** How much of the stream was left out when it was placed anew, µs. */
+    qint64 skippedTime() const;
     /** Output frames that were silence for want of sound, since the first frame was obtained. */
     qint64 silentFrames() const;
     /** Reads that had such frames in them. */
@@ -132,6 +134,7 @@ private:
     QVector<unsigned char> mBuffer;
     QIODevice* mWaveformOutput = nullptr;
     qint64 mReanchors = 0;
+    qint64 mSkippedTime = 0;
     qint64 mSilentFrames = 0;
     qint64 mUnderruns = 0;
 };
