@@ -17,6 +17,21 @@ CommandLine refuse(QString const& reason)
     return {CommandLine::Action::Refuse, reason};
 }
 
+/** The options of QVorlinApplication, which reads them by itself. */
+QList<QCommandLineOption> logOptions()
+{
+    return {
+        {QStringLiteral("v"),
+            QStringLiteral(
+                "Log what is at least this important: error, warning, info, debug (info)."),
+            QStringLiteral("LEVEL")},
+        {QStringLiteral("vstd"), QStringLiteral("Log to the standard output as well.")},
+        {QStringLiteral("logname"),
+            QStringLiteral("Log as NAME; by default as the program is called."),
+            QStringLiteral("NAME")},
+    };
+}
+
 /** @return the first value that is none, if any */
 std::optional<QString> takeValues(QCommandLineParser const& parser, CommandLineOption const& option)
 {
@@ -36,7 +51,11 @@ CommandLine parseCommandLine(CommandLineSyntax const& syntax, QStringList const&
     QCommandLineParser parser;
     parser.setApplicationDescription(QString::fromLatin1(syntax.description));
     QCommandLineOption const help = parser.addHelpOption();
-    QCommandLineOption const version = parser.addVersionOption();
+    // Without the usual short form, which stands for the log's level.
+    QCommandLineOption const version(
+        QStringLiteral("version"), QStringLiteral("Displays version information."));
+    parser.addOption(version);
+    parser.addOptions(logOptions());
     for (CommandLineOption const& option : syntax.options) {
         QString const valueName = QString::fromLatin1(option.valueName);
         parser.addOption(QCommandLineOption(

@@ -43,7 +43,10 @@ struct CommandLine
     QString text;
 };
 
-/** Reads @p arguments, the program's own name first. An application object must exist. */
+/**
+ * Reads @p arguments, the program's own name first. An application object must exist. Help, version
+ * and the options of QVorlinApplication are taken beside those of @p syntax.
+ */
 CommandLine parseCommandLine(CommandLineSyntax const& syntax, QStringList const& arguments);
 
 /** Takes any text but none. */

@@ -40,6 +40,14 @@ void FramePump::stop()
     mWorker.wait();
 }
 
+void FramePump::moveTo(qint64 timestamp)
+{
+    // The timeline heeds the first request after a stop only.
+    mTimeline.stop();
+    mTimeline.adjustReadPosition(timestamp);
+    mTimeline.start();
+}
+
 /** Runs in the timing thread, the only one that adds to what is under way. */
 void FramePump::onTick(qint64 timestamp)
 {

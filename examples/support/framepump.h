@@ -27,6 +27,12 @@ public:
     void start();
     void stop();
 
+    /**
+     * Shows the frame of @p timestamp now, and goes on at that distance from the wall clock: as
+     * near to it as whole frames, and at least one of delay, allow. For a pump that is running.
+     */
+    void moveTo(qint64 timestamp);
+
     /** Ticks left out so far because fetching or painting had not kept up. */
     qint64 skippedTicks() const { return mSkippedTicks; }
 

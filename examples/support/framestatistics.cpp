@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 
 namespace {
 
@@ -15,6 +14,11 @@ constexpr qint64 MaxLatency = 10'000'000; // µs; all above counts as this
 constexpr double MicrosecondsPerMs = 1000;
 constexpr double MicrosecondsPerSecond = 1e6;
 
+std::optional<double> milliseconds(std::optional<double> const& microseconds)
+{
+    return microseconds ? std::optional(*microseconds / MicrosecondsPerMs) : std::nullopt;
+}
+
 } // namespace
 
 qint64 wallClock()
@@ -25,7 +29,7 @@ qint64 wallClock()
 
 FrameStatistics::FrameStatistics(qint64 start)
     : mStart(start)
-    , mLatencies(MaxLatency / LatencyClass + 1)
+    , mLatencies(0, MaxLatency, LatencyClass)
 {}
 
 void FrameStatistics::published(QVector<qint64> const& timestamps)
@@ -69,7 +73,7 @@ void FrameStatistics::painted(qint64 timestamp, qint64 now)
     }
     mLastShown = std::max(mLastShown, index);
     mLastPaint = now;
-    ++mLatencies[qBound<qint64>(0, now - timestamp, MaxLatency) / LatencyClass];
+    mLatencies.add(now - timestamp);
 }
 
 void FrameStatistics::repeated()
@@ -86,8 +90,8 @@ FrameFigures FrameStatistics::figures() const
         figures.displayRate =
             (mCounts.shown - 1) * MicrosecondsPerSecond / (mLastPaint - mFirstPaint);
     }
-    figures.latencyP50Ms = latencyMs(0.50);
-    figures.latencyP99Ms = latencyMs(0.99);
+    figures.latencyP50Ms = milliseconds(mLatencies.percentile(0.50));
+    figures.latencyP99Ms = milliseconds(mLatencies.percentile(0.99));
     figures.longestPauseMs = mLongestPause / MicrosecondsPerMs;
     return figures;
 }
@@ -108,16 +112,4 @@ qint64 FrameStatistics::indexOf(qint64 timestamp) const
     auto const found = std::find_if(mRecent.rbegin(), mRecent.rend(),
         [timestamp](Frame const& frame) { return frame.timestamp == timestamp; });
     return found == mRecent.rend() ? -1 : mRecentBegin + (mRecent.rend() - found) - 1;
-}
-
-/** The latency that @p share of the frames shown did not exceed. */
-std::optional<double> FrameStatistics::latencyMs(double share) const
-{
-    if (mCounts.shown == 0)
-        return {};
-    qint64 left = qint64(std::ceil(share * mCounts.shown));
-    size_t place = 0;
-    while ((left -= mLatencies[place]) > 0)
-        ++place;
-    return (place + 0.5) * LatencyClass / MicrosecondsPerMs;
 }

@@ -4,9 +4,10 @@
 #include <deque>
 #include <mutex>
 #include <optional>
-#include <vector>
 
 #include <QVector>
+
+#include "distribution.h"
 
 /** Now, in the microseconds of the wall clock that frames carry. */
 qint64 wallClock();
@@ -56,7 +57,6 @@ private:
 
     void append(qint64 timestamp);
     qint64 indexOf(qint64 timestamp) const;
-    std::optional<double> latencyMs(double share) const;
 
     mutable std::mutex mMutex;
     qint64 const mStart;
@@ -68,7 +68,7 @@ private:
     qint64 mLastPaint = 0;     // time
     qint64 mLongestPause = 0;  // µs
     FrameFigures mCounts;
-    std::vector<quint32> mLatencies; // how many in each class of LatencyClass µs
+    Distribution mLatencies; // µs
 };
 
 #endif

@@ -4,15 +4,13 @@
 #include <cstdio>
 #include <memory>
 
-#include <QApplication>
 #include <QBuffer>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonDocument>
-#include <QLoggingCategory>
 #include <QTimer>
 
-#include "terminationsignals.h"
+#include "application/qvorlinapplication.h"
 
 namespace {
 
@@ -25,11 +23,11 @@ std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv)
     bool const textOnly = std::any_of(argv + 1, argv + argc, [](char const* argument) {
         QLatin1String const text(argument);
         return text == QLatin1String("-h") || text == QLatin1String("--help") ||
-               text == QLatin1String("-v") || text == QLatin1String("--version");
+               text == QLatin1String("--version");
     });
     if (textOnly)
         return std::make_unique<QCoreApplication>(argc, argv);
-    return std::make_unique<QApplication>(argc, argv);
+    return std::make_unique<QVorlinApplication>(argc, argv);
 }
 
 QByteArray toPng(QImage const& image)
@@ -69,15 +67,12 @@ int runProgram(
 {
     auto const application = makeApplication(argc, argv);
     QCoreApplication::setApplicationVersion(QStringLiteral(QVORLIN_EXAMPLES_VERSION));
-    // That a stream's format changes is nothing to report here; it is what waiting does.
-    QLoggingCategory::setFilterRules(QStringLiteral("default.info=false"));
+    QCoreApplication::setApplicationName(QString::fromLatin1(syntax.program));
     CommandLine const line = parseCommandLine(syntax, QCoreApplication::arguments());
     switch (line.action) {
-    case CommandLine::Action::Run: {
-        TerminationSignals termination;
-        QObject::connect(&termination, &TerminationSignals::received, qApp, &QApplication::quit);
+    case CommandLine::Action::Run:
+        QVorlinApplication::openLog();
         return run();
-    }
     case CommandLine::Action::Print:
         std::fputs(qPrintable(line.text), stdout);
         return 0;
@@ -95,6 +90,9 @@ double runEventLoop(RunOptions const& options)
         QTimer::singleShot(
             qRound(options.seconds * 1000), Qt::PreciseTimer, qApp, &QApplication::quit);
     }
+    auto const* application = static_cast<QVorlinApplication*>(qApp);
+    for (auto const end : {&QVorlinApplication::signalTERM, &QVorlinApplication::signalINT})
+        QObject::connect(application, end, application, &QCoreApplication::quit);
     QElapsedTimer runTime;
     runTime.start();
     QApplication::exec();

@@ -11,7 +11,7 @@
 
 /**
  * The main function of a program with windows: reads the command line and, unless that asks for a
- * text or is wrong, calls @p run.
+ * text or is wrong, opens the log and calls @p run, with a QVorlinApplication in place.
  * @return the exit status: that of @p run, or 2 for a wrong command line
  */
 int runProgram(

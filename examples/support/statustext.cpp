@@ -36,4 +36,17 @@ QString latency(StreamState const& state, double milliseconds)
                                              : Unknown;
 }
 
+/** With its sign. */
+QString offset(StreamState const& state, double milliseconds)
+{
+    int const value = qRound(milliseconds);
+    if (!state.present)
+        return Unknown;
+    return QStringLiteral("%1%2 ms")
+        .arg(value > 0   ? QStringLiteral("+")
+             : value < 0 ? QStringLiteral("−")
+                         : QString())
+        .arg(qAbs(value));
+}
+
 } // namespace statustext

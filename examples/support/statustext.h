@@ -12,6 +12,7 @@ QString size(StreamState const& state);
 QString streamRate(StreamState const& state);
 QString displayRate(StreamState const& state, double rate);
 QString latency(StreamState const& state, double milliseconds);
+QString offset(StreamState const& state, double milliseconds);
 
 } // namespace statustext
 

@@ -10,22 +10,17 @@ constexpr int FiguresPeriodMs = 1000;
 
 StreamDisplay::StreamDisplay(QString const& streamName, int rateNum, int rateDen, VideoView& view)
     : mView(view)
-    , mStatistics(wallClock())
-    , mSource(QSharedPointer<MediaSource>::create(streamName))
-    , mObserver(mSource, mStatistics)
-    , mPump(mSource, rateNum, rateDen)
+    , mFeed(streamName, rateNum, rateDen,
+          [this](StreamObserver& observer, VideoPump& pump) { connectFeed(observer, pump); })
 {
-    connect(&mObserver, &StreamObserver::stateChanged, this, &StreamDisplay::setState);
-    connect(&mPump, &VideoPump::frameReady, &mView, &VideoView::showFrame);
     connect(&mView, &VideoView::framePainted, this, &StreamDisplay::onFramePainted);
-    connect(&mView, &VideoView::frameRepeated, this, [this] { mStatistics.repeated(); });
+    connect(&mView, &VideoView::frameRepeated, this, [this] { mFeed.statistics().repeated(); });
     connect(&mFiguresTimer, &QTimer::timeout, this, &StreamDisplay::updateFigures);
 }
 
 void StreamDisplay::start()
 {
-    mObserver.start();
-    mPump.start();
+    mFeed.start();
     mClock.start();
     mFiguresTimer.start(FiguresPeriodMs);
 }
@@ -33,13 +28,21 @@ void StreamDisplay::start()
 void StreamDisplay::stop()
 {
     mFiguresTimer.stop();
-    mPump.stop();
-    mObserver.stop();
+    mFeed.stop();
 }
 
-StreamReport StreamDisplay::report() const
+void StreamDisplay::reopen()
 {
-    return {mSource->name(), mState, mStatistics.figures(), mPump.skippedTicks()};
+    mFeed.reopen();
+    setState(StreamState());
+}
+
+void StreamDisplay::connectFeed(StreamObserver& observer, VideoPump& pump)
+{
+    // In the observer's name, so that what it had still to say is forgotten with it.
+    connect(&observer, &StreamObserver::stateChanged, &observer,
+        [this](StreamState const& state) { setState(state); });
+    connect(&pump, &VideoPump::frameReady, &mView, &VideoView::showFrame);
 }
 
 void StreamDisplay::setState(StreamState const& state)
@@ -58,7 +61,7 @@ void StreamDisplay::setState(StreamState const& state)
 void StreamDisplay::onFramePainted(qint64 timestamp)
 {
     qint64 const now = wallClock();
-    mStatistics.painted(timestamp, now);
+    mFeed.statistics().painted(timestamp, now);
     mLastPaint = mClock.nsecsElapsed();
     if (mPaintBefore) {
         ++mPainted;
@@ -70,6 +73,7 @@ void StreamDisplay::onFramePainted(qint64 timestamp)
         mWaiting = false;
         Q_EMIT showing();
     }
+    Q_EMIT framePainted(timestamp, now);
 }
 
 void StreamDisplay::updateFigures()

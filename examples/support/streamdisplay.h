@@ -8,8 +8,7 @@
 #include <QSharedPointer>
 #include <QTimer>
 
-#include "framestatistics.h"
-#include "streamobserver.h"
+#include "streamfeed.h"
 #include "streamreport.h"
 #include "videopump.h"
 
@@ -30,9 +29,21 @@ public:
     void start();
     void stop();
 
-    StreamReport report() const;
+    /** Lets go of the stream and opens it anew, as if it had gone. Only while it runs. */
+    void reopen();
+
+    /** See FramePump. */
+    void moveTo(qint64 timestamp) { mFeed.pump().moveTo(timestamp); }
+
+    /** Of the stream as it was opened last. */
+    QSharedPointer<MediaSource> source() const { return mFeed.source(); }
+
+    StreamReport report() const { return mFeed.report(mState); }
 
 Q_SIGNALS:
+    /** The frame of this time is on the screen for the first time, at @p now. */
+    void framePainted(qint64 timestamp, qint64 now);
+
     /** The first frame since the start, or since waiting(), is on the screen. */
     void showing();
 
@@ -40,15 +51,13 @@ Q_SIGNALS:
     void waiting();
 
 private:
+    void connectFeed(StreamObserver& observer, VideoPump& pump);
     void setState(StreamState const& state);
     void onFramePainted(qint64 timestamp);
     void updateFigures();
 
     VideoView& mView;
-    FrameStatistics mStatistics;
-    QSharedPointer<MediaSource> mSource;
-    StreamObserver mObserver;
-    VideoPump mPump;
+    StreamFeed<VideoPump> mFeed;
     StreamState mState;
     bool mWaiting = true;
     QTimer mFiguresTimer;

@@ -5,17 +5,15 @@
 
 #include <QPainter>
 
+#include "overlaystyle.h"
 #include "statustext.h"
+
+using namespace overlaystyle;
 
 namespace {
 
 constexpr double Pi = 3.14159265358979323846;
 
-// Colours, those of the line below the picture in an ordinary window.
-constexpr QRgb LineColour = qRgba(22, 27, 34, 225);
-constexpr QRgb EdgeColour = qRgb(48, 54, 61);
-constexpr QRgb TextColour = qRgb(230, 237, 243);
-constexpr QRgb CaptionColour = qRgb(139, 148, 158);
 constexpr QRgb PresentColour = qRgb(63, 185, 80);
 constexpr QRgb WaitingColour = qRgb(210, 153, 34);
 
@@ -49,14 +47,6 @@ constexpr LineStyle Narrow = {30, 12, 8, 13, 12, 66, false};
 LineStyle const& lineStyle(int width)
 {
     return width >= WideFrom ? Wide : Narrow;
-}
-
-QFont makeFont(int pixels, bool bold = false)
-{
-    QFont font(QStringLiteral("DejaVu Sans"));
-    font.setPixelSize(pixels);
-    font.setBold(bold);
-    return font;
 }
 
 QImage makeDot(double diameter, QColor const& colour)
@@ -96,6 +86,17 @@ void StreamOverlay::setFigures(double displayRate, double latencyMs)
     mLine = QImage();
 }
 
+void StreamOverlay::setAudioVideoOffset(std::optional<double> milliseconds)
+{
+    mOffsetMs = milliseconds;
+    mLine = QImage();
+}
+
+void StreamOverlay::setDimmed(bool dimmed)
+{
+    mFade.to(dimmed ? DimmedOpacity : 1);
+}
+
 void StreamOverlay::setNote(QString const& note)
 {
     mNote = note;
@@ -104,12 +105,15 @@ void StreamOverlay::setNote(QString const& note)
 
 QVector<StreamOverlay::Field> StreamOverlay::fields() const
 {
-    return {
+    QVector<Field> fields{
         {QStringLiteral("SIZE"), statustext::size(mState), false},
         {QStringLiteral("STREAM RATE"), statustext::streamRate(mState), false},
         {QStringLiteral("DISPLAY RATE"), statustext::displayRate(mState, mDisplayRate), true},
         {QStringLiteral("LATENCY"), statustext::latency(mState, mLatencyMs), true},
     };
+    if (mOffsetMs)
+        fields.append({QStringLiteral("A/V"), statustext::offset(mState, *mOffsetMs), true});
+    return fields;
 }
 
 void StreamOverlay::paint(QPainter* painter)
@@ -119,6 +123,7 @@ void StreamOverlay::paint(QPainter* painter)
         paintWheel(*painter);
     if (mLine.isNull() || mLine.width() != width())
         mLine = makeLine();
+    painter->setOpacity(mFade.value());
     painter->drawImage(0, 0, mLine);
     painter->restore();
     Q_EMIT painted(painter);

@@ -1,11 +1,14 @@
 #ifndef STREAMOVERLAY_H
 #define STREAMOVERLAY_H
 
+#include <optional>
+
 #include <QElapsedTimer>
 #include <QImage>
 #include <QString>
 #include <QVector>
 
+#include "fade.h"
 #include "renderlib/customsubwidget.h"
 #include "streamobserver.h"
 
@@ -27,7 +30,13 @@ public:
     /** New frames shown per second, and how old they were when painted, in milliseconds. */
     void setFigures(double displayRate, double latencyMs);
 
-    /** A word on how the picture is shown; empty: none. */
+    /** How far the picture is ahead of the sound; nothing: there is no such figure, as at first. */
+    void setAudioVideoOffset(std::optional<double> milliseconds);
+
+    /** Lets the line stand back, or come forth again. */
+    void setDimmed(bool dimmed);
+
+    /** What else is to be said, such as how the picture is shown; empty: nothing. */
     void setNote(QString const& note);
 
     /** A figure on the line. */
@@ -44,7 +53,7 @@ public:
     void paint(QPainter* painter) override;
 
 Q_SIGNALS:
-    /** All but the swap of the buffers is done for this picture. */
+    /** The overlay is there, whole. */
     void painted(QPainter* painter);
 
 private:
@@ -57,6 +66,8 @@ private:
     StreamState mState;
     double mDisplayRate = 0;
     double mLatencyMs = 0;
+    std::optional<double> mOffsetMs;
+    Fade mFade;
     bool mWaiting = true;
     QElapsedTimer mTime;
     QImage const mWheelDot;

@@ -29,6 +29,23 @@ QImage readFramebuffer(QOpenGLFunctions& gl, QSize const& size)
     return image.mirrored();
 }
 
+/** Painted on top of all overlays, it sees what they have left. */
+class Camera : public renderlib::CustomSubWidget
+{
+public:
+    using CustomSubWidget::CustomSubWidget;
+
+    void paint(QPainter* painter) override
+    {
+        painter->beginNativePainting();
+        picture = readFramebuffer(*QOpenGLContext::currentContext()->functions(),
+            {painter->device()->width(), painter->device()->height()});
+        painter->endNativePainting();
+    }
+
+    QImage picture;
+};
+
 } // namespace
 
 VideoView::VideoView(QString const& streamName, QWidget* parent)
@@ -58,10 +75,9 @@ QImage VideoView::picture()
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     if (mRenderer.isEmpty())
         present(mDarkFrame);
-    mPictureWanted = true;
+    Camera camera(this);
     repaint();
-    mPictureWanted = false;
-    return std::exchange(mPicture, QImage());
+    return camera.picture;
 }
 
 void VideoView::showFrame(QVideoFrame const& frame)
@@ -118,12 +134,10 @@ bool VideoView::present(QVideoFrame const& frame)
 
 void VideoView::onOverlayPainted(QPainter* painter)
 {
-    if (!mRenderer.isEmpty() && !mPictureWanted)
+    if (!mRenderer.isEmpty())
         return;
     painter->beginNativePainting();
     QOpenGLFunctions& gl = *QOpenGLContext::currentContext()->functions();
     mRenderer = QString::fromLatin1(reinterpret_cast<char const*>(gl.glGetString(GL_RENDERER)));
-    if (mPictureWanted)
-        mPicture = readFramebuffer(gl, {painter->device()->width(), painter->device()->height()});
     painter->endNativePainting();
 }

@@ -66,8 +66,6 @@ private:
     bool mVideoGiven = false;   // what the surface has is a frame of the stream
     bool mNewFrame = false;     // the next paint shows it for the first time
     bool mRestartWanted = false;
-    bool mPictureWanted = false;
-    QImage mPicture;
 };
 
 #endif
