@@ -1,11 +1,8 @@
 #ifndef IMAGEVIEWER_H
 #define IMAGEVIEWER_H
 
-#include <QSharedPointer>
-
-#include "framestatistics.h"
 #include "imagepump.h"
-#include "streamobserver.h"
+#include "streamfeed.h"
 #include "viewer.h"
 #include "viewerwindow.h"
 
@@ -17,17 +14,28 @@ class ImageViewer : public Viewer
 public:
     explicit ImageViewer(Options const& options);
 
-    void start() override;
-    void stop() override;
-    StreamReport report() const override;
+    void setDimmed(bool dimmed) override { mWindow.setDimmed(dimmed); }
+    StreamReport report() const override { return mFeed.report(mState); }
     QString renderer() const override { return {}; }
     QImage picture() override;
 
+protected:
+    QWidget& window() override { return mWindow; }
+    void startPicture() override { mFeed.start(); }
+    void stopPicture() override { mFeed.stop(); }
+    void reopenPicture() override;
+    QSharedPointer<MediaSource> source() const override { return mFeed.source(); }
+    void moveTo(qint64 timestamp) override { mFeed.pump().moveTo(timestamp); }
+    void noteSound(QString const& note) override { mWindow.setNote(note); }
+    void setChannels(int channels) override { mWindow.setChannels(channels); }
+    void showLevels(AudioLevels const& levels) override { mWindow.showLevels(levels); }
+    void showOffset(std::optional<double> milliseconds) override;
+
 private:
-    FrameStatistics mStatistics;
-    QSharedPointer<MediaSource> mSource;
-    StreamObserver mObserver;
-    ImagePump mPump;
+    void connectFeed(StreamObserver& observer, ImagePump& pump);
+    void setState(StreamState const& state);
+
+    StreamFeed<ImagePump> mFeed;
     ViewerWindow mWindow;
     StreamState mState;
 };

@@ -1,5 +1,7 @@
 #include <cstdio>
 
+#include "application/qvorlinapplication.h"
+#include "framelog.h"
 #include "options.h"
 #include "program.h"
 #include "viewer.h"
@@ -12,6 +14,18 @@ void say(char const* what, QString const& stream)
     std::fflush(stdout);
 }
 
+void connectApplication(QVorlinApplication& application, Viewer& viewer, Options const& options)
+{
+    using Application = QVorlinApplication;
+    QObject::connect(&application, &Application::signalHUP, &viewer, &Viewer::reopen);
+    QObject::connect(&application, &Application::signalUSR1, &viewer, &Viewer::saveScreenshot);
+    QObject::connect(&application, &Application::inactivityTimeout, &viewer,
+        [&viewer] { viewer.setDimmed(true); });
+    QObject::connect(
+        &application, &Application::active, &viewer, [&viewer] { viewer.setDimmed(false); });
+    application.setInactivityTimeout(qRound(options.inactivity * 1000));
+}
+
 int show(Options const& options)
 {
     auto const viewer = Viewer::make(options);
@@ -21,16 +35,23 @@ int show(Options const& options)
         QObject::connect(
             viewer.get(), &Viewer::waiting, [&options] { say("waiting for", options.stream); });
     }
+    FrameLog frameLog(options.frameLog);
+    QObject::connect(viewer.get(), &Viewer::framePainted, viewer.get(),
+        [&frameLog](qint64 timestamp, qint64 now) { frameLog.write(timestamp, now); });
+    connectApplication(*static_cast<QVorlinApplication*>(qApp), *viewer, options);
     viewer->start();
     double const seconds = runEventLoop(options);
-    viewer->stop();
 
+    // With the meters, which go with the sound.
     QImage const picture = options.screenshot.isEmpty() ? QImage() : viewer->picture();
+    viewer->stop();
     QJsonObject report = viewer->report().toJson();
+    report[QStringLiteral("audio")] = viewer->audioReport();
     report[QStringLiteral("seconds")] = rounded(seconds);
     QString const renderer = viewer->renderer();
     report[QStringLiteral("renderer")] = renderer.isNull() ? QJsonValue() : QJsonValue(renderer);
-    return writeOutputs("live-viewer", options, picture, report);
+    int const status = writeOutputs("live-viewer", options, picture, report);
+    return frameLog.finish("live-viewer") ? status : 1;
 }
 
 } // namespace

@@ -24,6 +24,25 @@ bool takeRenderer(QString const& text, Options& options)
     return true;
 }
 
+// The sound must not fall behind by more than the stream holds of it.
+constexpr int MaxAudioDelayMs = 1000;
+// What fits into a timer.
+constexpr double MaxInactivity = 2e6;
+
+bool takeAudioDelay(QString const& text, Options& options)
+{
+    bool ok = false;
+    options.audioDelayMs = text.toInt(&ok);
+    return ok && options.audioDelayMs >= 0 && options.audioDelayMs <= MaxAudioDelayMs;
+}
+
+bool takeInactivity(QString const& text, Options& options)
+{
+    bool ok = false;
+    options.inactivity = text.toDouble(&ok);
+    return ok && options.inactivity >= 0 && options.inactivity <= MaxInactivity;
+}
+
 } // namespace
 
 CommandLineSyntax commandLineSyntax(Options& options)
@@ -34,15 +53,38 @@ CommandLineSyntax commandLineSyntax(Options& options)
             [&options](QString const& text) {
                 return takeRenderer(text, options);
             }},
+        {"audio-device", "NAME", "What plays the sound, by its name (default).",
+            takeText(options.audioDevice)},
+        {"audio-delay", "MS", "How far the sound stays behind the live edge, 0 to 1000 (200).",
+            [&options](QString const& text) {
+                return takeAudioDelay(text, options);
+            }},
+        {"no-audio", nullptr, "Show the picture alone.",
+            [&options](QString const&) {
+                options.audio = false;
+                return true;
+            }},
+        {"inactivity", "SECONDS", "Dim the controls after so long without input; 0: never (0).",
+            [&options](QString const& text) {
+                return takeInactivity(text, options);
+            }},
+        {"screenshots", "DIR", "Folder for the pictures of Print and SIGUSR1 (the current one).",
+            takeText(options.screenshots)},
+        {"frame-log", "FILE", "Write the time of each frame, and when it was shown, to FILE.",
+            takeText(options.frameLog)},
         {"verbose", nullptr, "Tell when the stream is shown and when it is waited for.",
             [&options](QString const&) {
                 return options.verbose = true;
             }},
     };
     return {"live-viewer",
-        "Shows a live video stream from shared memory.\n"
+        "Shows a live video stream from shared memory, and plays its sound.\n"
         "\n"
-        "Keys, with OpenGL: M mirrors the picture, A changes how it is fitted into the window,\n"
-        "V shows its quarters one after the other, F fills the screen.",
+        "Keys: + and - (or Up and Down) change the volume, S mutes the sound, Print saves a\n"
+        "screenshot. With OpenGL: M mirrors the picture, A changes how it is fitted into the\n"
+        "window, V shows its quarters one after the other, F fills the screen.\n"
+        "\n"
+        "Signals: SIGTERM and SIGINT end it, SIGHUP opens the stream anew, SIGUSR1 saves a\n"
+        "screenshot.",
         table + runOptions(options), {}, {}};
 }

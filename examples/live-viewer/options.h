@@ -18,6 +18,12 @@ struct Options : RunOptions
 {
     QString stream = QStringLiteral("live");
     Renderer renderer = Renderer::OpenGL;
+    bool audio = true;
+    QString audioDevice = QStringLiteral("default");
+    int audioDelayMs = 200; /**< from the live edge until it is heard */
+    double inactivity = 0;  /**< seconds until the controls are dimmed; 0: never */
+    QString screenshots;    /**< folder for them; empty: the current one */
+    QString frameLog;       /**< file for the times of the frames; empty: none */
     bool verbose = false;
 };
 

@@ -15,6 +15,7 @@ char const Style[] = R"(
     StatusLine { background: #161b22; border-top: 1px solid #30363d; }
     QLabel { color: #e6edf3; font-family: "DejaVu Sans"; font-size: 15px; }
     QLabel[role="caption"] { color: #8b949e; font-size: 10px; font-weight: bold; }
+    QLabel[role="note"] { color: #8b949e; }
     QLabel[role="name"] { font-size: 17px; font-weight: bold; }
     QLabel[role="lamp"] { background: #d29922; border-radius: 5px; }
     QLabel[role="lamp"][present="true"] { background: #3fb950; }
@@ -46,10 +47,14 @@ StatusLine::StatusLine(QString const& streamName, QWidget* parent)
     name->ensurePolished();
     name->setText(name->fontMetrics().elidedText(streamName, Qt::ElideMiddle, MaxNameWidth));
     layout->addWidget(name);
+    mNote = makeLabel("note", QString(), this);
+    layout->addWidget(mNote);
     layout->addStretch();
     mSize = addField(layout, QStringLiteral("SIZE"));
     mRate = addField(layout, QStringLiteral("STREAM RATE"));
     mDisplayRate = addField(layout, QStringLiteral("DISPLAY RATE"));
+    mOffset = addField(layout, QStringLiteral("A/V"));
+    setAudioVideoOffset({});
     setState(StreamState());
 }
 
@@ -70,16 +75,30 @@ void StatusLine::setDisplayRate(double rate)
     mDisplayRate->setText(statustext::displayRate(mState, rate));
 }
 
+void StatusLine::setAudioVideoOffset(std::optional<double> milliseconds)
+{
+    if (milliseconds)
+        mOffset->setText(statustext::offset(mState, *milliseconds));
+    mOffset->parentWidget()->setVisible(milliseconds.has_value());
+}
+
+void StatusLine::setNote(QString const& note)
+{
+    mNote->setText(note);
+}
+
 QLabel* StatusLine::addField(QHBoxLayout* layout, QString const& caption)
 {
-    auto* column = new QVBoxLayout;
+    auto* field = new QWidget(this);
+    auto* column = new QVBoxLayout(field);
+    column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(2);
-    column->addWidget(makeLabel("caption", caption, this));
-    auto* value = makeLabel("value", QString(), this);
+    column->addWidget(makeLabel("caption", caption, field));
+    auto* value = makeLabel("value", QString(), field);
     // Changing digits must not move what stands beside them.
     value->ensurePolished();
     value->setMinimumWidth(value->fontMetrics().horizontalAdvance(QStringLiteral("0000 × 0000")));
     column->addWidget(value);
-    layout->addLayout(column);
+    layout->addWidget(field);
     return value;
 }

@@ -1,6 +1,8 @@
 #ifndef STATUSLINE_H
 #define STATUSLINE_H
 
+#include <optional>
+
 #include <QWidget>
 
 #include "streamobserver.h"
@@ -21,14 +23,22 @@ public:
     /** New frames shown per second. */
     void setDisplayRate(double rate);
 
+    /** How far the picture is ahead of the sound; nothing: there is no sound. */
+    void setAudioVideoOffset(std::optional<double> milliseconds);
+
+    /** What else is to be said; empty: nothing. */
+    void setNote(QString const& note);
+
 private:
     QLabel* addField(QHBoxLayout* layout, QString const& caption);
 
     StreamState mState;
     QLabel* mLamp;
+    QLabel* mNote;
     QLabel* mSize;
     QLabel* mRate;
     QLabel* mDisplayRate;
+    QLabel* mOffset;
 };
 
 #endif

@@ -13,11 +13,22 @@ class VideoViewer : public Viewer
 public:
     explicit VideoViewer(Options const& options);
 
-    void start() override;
-    void stop() override { mDisplay.stop(); }
+    void setDimmed(bool dimmed) override { mWindow.setDimmed(dimmed); }
     StreamReport report() const override { return mDisplay.report(); }
     QString renderer() const override { return mWindow.renderer(); }
     QImage picture() override { return mWindow.picture(); }
+
+protected:
+    QWidget& window() override { return mWindow; }
+    void startPicture() override { mDisplay.start(); }
+    void stopPicture() override { mDisplay.stop(); }
+    void reopenPicture() override { mDisplay.reopen(); }
+    QSharedPointer<MediaSource> source() const override { return mDisplay.source(); }
+    void moveTo(qint64 timestamp) override { mDisplay.moveTo(timestamp); }
+    void noteSound(QString const& note) override { mWindow.noteSound(note); }
+    void setChannels(int channels) override { mWindow.meter().setSoundChannels(channels); }
+    void showLevels(AudioLevels const& levels) override;
+    void showOffset(std::optional<double> milliseconds) override;
 
 private:
     VideoWindow mWindow;

@@ -41,9 +41,22 @@ constexpr Viewport Viewports[] = {
 
 VideoWindow::VideoWindow(QString const& streamName)
     : VideoView(streamName)
+    , mMeter(this)
 {
     setMinimumSize(MinWindowSize);
     resize(WindowSize.boundedTo(screen()->availableSize()));
+}
+
+void VideoWindow::noteSound(QString const& note)
+{
+    mSoundNote = note;
+    noteChanges();
+}
+
+void VideoWindow::setDimmed(bool dimmed)
+{
+    overlay().setDimmed(dimmed);
+    mMeter.setDimmed(dimmed);
 }
 
 void VideoWindow::keyPressEvent(QKeyEvent* event)
@@ -67,6 +80,12 @@ void VideoWindow::keyPressEvent(QKeyEvent* event)
     }
     (this->*found->act)();
     noteChanges();
+}
+
+void VideoWindow::resizeEvent(QResizeEvent* event)
+{
+    VideoView::resizeEvent(event);
+    mMeter.fitInto(size());
 }
 
 void VideoWindow::toggleMirrored()
@@ -101,6 +120,7 @@ void VideoWindow::noteChanges()
         notes.append(QStringLiteral("mirrored"));
     notes.append(QLatin1String(AspectModes[mAspect].note));
     notes.append(QLatin1String(Viewports[mViewport].note));
+    notes.append(mSoundNote);
     notes.removeAll(QString());
     overlay().setNote(notes.join(QStringLiteral(", ")));
     update();

@@ -1,6 +1,7 @@
 #ifndef VIDEOWINDOW_H
 #define VIDEOWINDOW_H
 
+#include "meteroverlay.h"
 #include "videoview.h"
 
 /**
@@ -14,8 +15,17 @@ class VideoWindow : public VideoView
 public:
     explicit VideoWindow(QString const& streamName);
 
+    MeterOverlay& meter() { return mMeter; }
+
+    /** A word on the sound; empty: none. */
+    void noteSound(QString const& note);
+
+    /** Lets all that lies over the picture stand back, or come forth again. */
+    void setDimmed(bool dimmed);
+
 protected:
     void keyPressEvent(QKeyEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void toggleMirrored();
@@ -24,6 +34,8 @@ private:
     void toggleFullScreen();
     void noteChanges();
 
+    MeterOverlay mMeter;
+    QString mSoundNote;
     int mAspect = 0;   // index into the table of modes
     int mViewport = 0; // index into the table of viewports
 };
