@@ -30,9 +30,12 @@ std::string formatTime(double seconds)
     constexpr Scale scales[] = {
         {1e-6, 1e9, " ns"}, {1e-3, 1e6, " µs"}, {1, 1e3, " ms"}, {HUGE_VAL, 1, " s"}};
     const Scale& scale = *std::find_if(std::begin(scales), std::end(scales),
-        [seconds](const Scale& candidate) { return seconds < candidate.below; });
+        [seconds](const Scale& candidate) { return std::fabs(seconds) < candidate.below; });
     const double value = seconds * scale.factor;
-    return formatted(value < 10 ? "%.2f" : value < 100 ? "%.1f" : "%.0f", value, scale.unit);
+    return formatted(std::fabs(value) < 10    ? "%.2f"
+                     : std::fabs(value) < 100 ? "%.1f"
+                                              : "%.0f",
+        value, scale.unit);
 }
 
 // How many columns UTF-8 text takes on the terminal.
