@@ -9,8 +9,8 @@ namespace {
 constexpr qint64 OnItsWay = 500'000; // µs
 constexpr size_t Judged = 25;        // frames
 
-// Below half a frame there is no better place; a little more keeps noise from moving the picture.
-constexpr double Tolerance = 0.55;
+// In frame intervals; beyond the place that is wanted, so that noise doesn't move the picture.
+constexpr double Tolerance = 0.1;
 
 } // namespace
 
@@ -23,7 +23,7 @@ std::optional<qint64> LipSync::painted(
     qint64 timestamp, qint64 now, qint64 soundLag, qint64 interval)
 {
     if (!mPlaced)
-        return move(now, soundLag, interval);
+        return move(now, soundLag);
     if (now - mPlacedAt < OnItsWay)
         return {};
     mOffsets.push_back(timestamp - (now - soundLag));
@@ -33,17 +33,19 @@ std::optional<qint64> LipSync::painted(
     std::nth_element(mOffsets.begin(), middle, mOffsets.end());
     qint64 const offset = *middle;
     mOffsets.clear();
-    if (std::abs(static_cast<double>(offset)) <= Tolerance * static_cast<double>(interval))
+    qint64 const fromMiddle = offset - interval / 2;
+    if (std::abs(static_cast<double>(fromMiddle)) <=
+        (0.5 + Tolerance) * static_cast<double>(interval))
         return {};
-    mLead -= offset;
-    return move(now, soundLag, interval);
+    mLead -= fromMiddle;
+    return move(now, soundLag);
 }
 
-std::optional<qint64> LipSync::move(qint64 now, qint64 soundLag, qint64 interval)
+qint64 LipSync::move(qint64 now, qint64 soundLag)
 {
     mPlaced = true;
     mPlacedAt = now;
     mOffsets.clear();
-    // The delay asked for is cut to whole frames; with half a frame more it is rounded.
-    return now - soundLag + mLead - interval / 2;
+    // The delay is then cut to whole frames, which is what puts the picture ahead.
+    return now - soundLag + mLead;
 }

@@ -7,9 +7,10 @@
 #include <QtGlobal>
 
 /**
- * Decides when to move the picture, and where to, so that it agrees with the sound. The picture can
- * be moved by whole frames only, so what is less than half a frame is left as it is. All times are
- * microseconds of the wall clock.
+ * Decides when to move the picture, and where to, so that it agrees with the sound. It can be moved
+ * by whole frames only, and is put less than a frame ahead: the position that an output reports
+ * rather lags behind what is heard, and sound that comes first is noticed sooner than a picture
+ * that does. All times are microseconds of the wall clock.
  */
 class LipSync
 {
@@ -25,7 +26,7 @@ public:
     std::optional<qint64> painted(qint64 timestamp, qint64 now, qint64 soundLag, qint64 interval);
 
 private:
-    std::optional<qint64> move(qint64 now, qint64 soundLag, qint64 interval);
+    qint64 move(qint64 now, qint64 soundLag);
 
     bool mPlaced = false;
     qint64 mPlacedAt = 0;
