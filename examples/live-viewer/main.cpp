@@ -14,18 +14,6 @@ void say(char const* what, QString const& stream)
     std::fflush(stdout);
 }
 
-void connectApplication(QVorlinApplication& application, Viewer& viewer, Options const& options)
-{
-    using Application = QVorlinApplication;
-    QObject::connect(&application, &Application::signalHUP, &viewer, &Viewer::reopen);
-    QObject::connect(&application, &Application::signalUSR1, &viewer, &Viewer::saveScreenshot);
-    QObject::connect(&application, &Application::inactivityTimeout, &viewer,
-        [&viewer] { viewer.setDimmed(true); });
-    QObject::connect(
-        &application, &Application::active, &viewer, [&viewer] { viewer.setDimmed(false); });
-    application.setInactivityTimeout(qRound(options.inactivity * 1000));
-}
-
 int show(Options const& options)
 {
     auto const viewer = Viewer::make(options);
@@ -38,7 +26,7 @@ int show(Options const& options)
     FrameLog frameLog(options.frameLog);
     QObject::connect(viewer.get(), &Viewer::framePainted, viewer.get(),
         [&frameLog](qint64 timestamp, qint64 now) { frameLog.write(timestamp, now); });
-    connectApplication(*static_cast<QVorlinApplication*>(qApp), *viewer, options);
+    viewer->heed(*static_cast<QVorlinApplication*>(qApp), options.inactivity);
     viewer->start();
     double const seconds = runEventLoop(options);
 

@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QWidget>
 
+#include "application/qvorlinapplication.h"
 #include "framestatistics.h"
 #include "imageviewer.h"
 #include "options.h"
@@ -72,6 +73,16 @@ void Viewer::reopen()
     reopenPicture();
     if (mSound)
         mSound->open(source());
+}
+
+void Viewer::heed(QVorlinApplication& application, double inactivity)
+{
+    using Application = QVorlinApplication;
+    connect(&application, &Application::signalHUP, this, &Viewer::reopen);
+    connect(&application, &Application::signalUSR1, this, &Viewer::saveScreenshot);
+    connect(&application, &Application::inactivityTimeout, this, [this] { setDimmed(true); });
+    connect(&application, &Application::active, this, [this] { setDimmed(false); });
+    application.setInactivityTimeout(qRound(inactivity * 1000));
 }
 
 void Viewer::saveScreenshot()

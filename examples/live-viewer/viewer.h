@@ -14,6 +14,7 @@
 #include "streamreport.h"
 #include "streamsound.h"
 
+class QVorlinApplication;
 class QWidget;
 struct Options;
 
@@ -31,6 +32,12 @@ public:
 
     /** Opens the stream, the sound and all that goes with them anew; the window stays. */
     void reopen();
+
+    /**
+     * Reopens and saves screenshots at the application's signals, and dims the controls after
+     * @p inactivity seconds without input; 0: never.
+     */
+    void heed(QVorlinApplication& application, double inactivity);
 
     /** Lets the controls stand back, or come forth again. */
     virtual void setDimmed(bool dimmed) = 0;

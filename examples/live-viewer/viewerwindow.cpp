@@ -138,12 +138,13 @@ bool ViewerWindow::eventFilter(QObject* watched, QEvent* event)
 void ViewerWindow::onFramePainted(qint64 timestamp)
 {
     qint64 const now = wallClock();
-    mStatistics.painted(timestamp, now);
+    bool const isNew = mStatistics.painted(timestamp, now);
     if (mWaiting) {
         mWaiting = false;
         Q_EMIT showing();
     }
-    Q_EMIT framePainted(timestamp, now);
+    if (isNew)
+        Q_EMIT framePainted(timestamp, now);
 }
 
 void ViewerWindow::wait()

@@ -44,20 +44,20 @@ void FrameStatistics::published(QVector<qint64> const& timestamps)
     std::for_each(fresh, timestamps.end(), [this](qint64 timestamp) { append(timestamp); });
 }
 
-void FrameStatistics::painted(qint64 timestamp, qint64 now)
+bool FrameStatistics::painted(qint64 timestamp, qint64 now)
 {
     std::lock_guard const lock(mMutex);
     qint64 index = indexOf(timestamp);
     if (index < 0) {
         // Too old to be remembered, or else shown sooner than its publication was noticed.
         if (!mRecent.empty() && timestamp < mRecent.back().timestamp)
-            return;
+            return false;
         append(timestamp);
         index = mRecentBegin + qint64(mRecent.size()) - 1;
     }
     Frame& frame = mRecent[index - mRecentBegin];
     if (frame.shown)
-        return;
+        return false;
     frame.shown = true;
     ++mCounts.shown;
 
@@ -74,6 +74,7 @@ void FrameStatistics::painted(qint64 timestamp, qint64 now)
     mLastShown = std::max(mLastShown, index);
     mLastPaint = now;
     mLatencies.add(now - timestamp);
+    return true;
 }
 
 void FrameStatistics::repeated()

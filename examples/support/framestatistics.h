@@ -40,8 +40,8 @@ public:
     /** The stream holds frames of these times, ascending. */
     void published(QVector<qint64> const& timestamps);
 
-    /** The frame of @p timestamp was painted at @p now. */
-    void painted(qint64 timestamp, qint64 now);
+    /** The frame of @p timestamp was painted at @p now. @return whether for the first time */
+    bool painted(qint64 timestamp, qint64 now);
 
     /** It was time for another frame, but the one shown came again. */
     void repeated();

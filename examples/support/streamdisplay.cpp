@@ -61,7 +61,7 @@ void StreamDisplay::setState(StreamState const& state)
 void StreamDisplay::onFramePainted(qint64 timestamp)
 {
     qint64 const now = wallClock();
-    mFeed.statistics().painted(timestamp, now);
+    bool const isNew = mFeed.statistics().painted(timestamp, now);
     mLastPaint = mClock.nsecsElapsed();
     if (mPaintBefore) {
         ++mPainted;
@@ -73,7 +73,8 @@ void StreamDisplay::onFramePainted(qint64 timestamp)
         mWaiting = false;
         Q_EMIT showing();
     }
-    Q_EMIT framePainted(timestamp, now);
+    if (isNew)
+        Q_EMIT framePainted(timestamp, now);
 }
 
 void StreamDisplay::updateFigures()

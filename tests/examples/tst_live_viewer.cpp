@@ -2,6 +2,7 @@
 
 #include <QColor>
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QImage>
@@ -12,6 +13,7 @@
 #include "childprogram.h"
 #include "messagecheck.h"
 #include "streamplace.h"
+#include "syslogsocket.h"
 
 namespace {
 
@@ -50,6 +52,14 @@ private Q_SLOTS:
     void publisherReplacedAtOnce_pausesBelowTwoSeconds();
     void signal_endsRunAndWritesOutputs_data();
     void signal_endsRunAndWritesOutputs();
+    void hangup_opensTheStreamAnew_data() { addRenderers(); }
+    void hangup_opensTheStreamAnew();
+    void userSignal_savesAScreenshot_data() { addRenderers(); }
+    void userSignal_savesAScreenshot();
+    void unwritableScreenshotFolder_isLoggedAndTheViewerGoesOn();
+    void messages_goToTheSystemLog();
+    void frameLog_hasALineForEachFrame_data() { addRenderers(); }
+    void frameLog_hasALineForEachFrame();
     void unwritableOutput_isNamed_data();
     void unwritableOutput_isNamed();
 
@@ -158,8 +168,9 @@ void TestLiveViewer::slowDisplay_missesFramesAndSaysSo()
     QFETCH(QString, renderer);
     ChildProgram const publisher(mPublisher, mPublishing);
     ChildProgram viewer(
-        mViewer, viewing({QStringLiteral("--renderer"), renderer, QStringLiteral("--seconds"),
-                     QStringLiteral("2.5"), QStringLiteral("--rate"), QStringLiteral("2")}));
+        mViewer, viewing({QStringLiteral("--renderer"), renderer, QStringLiteral("--no-audio"),
+                     QStringLiteral("--seconds"), QStringLiteral("2.5"), QStringLiteral("--rate"),
+                     QStringLiteral("2")}));
     QCOMPARE(viewer.exitStatus(), 0);
     QJsonObject const report = readJson(path("report.json"));
     double const shown = number(report, "frames", "shown");
@@ -249,6 +260,119 @@ void TestLiveViewer::signal_endsRunAndWritesOutputs()
     QVERIFY(number(readJson(path("report.json")), "frames", "shown") >= 1);
 }
 
+void TestLiveViewer::hangup_opensTheStreamAnew()
+{
+    QFETCH(QString, renderer);
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(
+        mViewer, viewing({QStringLiteral("--renderer"), renderer, QStringLiteral("--verbose")}));
+    for (int i = 0; i < 2; ++i) {
+        QVERIFY(viewer.waitForLine(mShowing));
+        viewer.sendSignal(SIGHUP);
+        QVERIFY(viewer.waitForLine(mWaiting));
+    }
+    QVERIFY(viewer.waitForLine(mShowing));
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(number(readJson(path("report.json")), "frames", "shown") >= 3);
+}
+
+void TestLiveViewer::userSignal_savesAScreenshot()
+{
+    QFETCH(QString, renderer);
+    QTemporaryDir const folder;
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(
+        mViewer, viewing({QStringLiteral("--renderer"), renderer, QStringLiteral("--verbose"),
+                     QStringLiteral("--vstd"), QStringLiteral("--screenshots"), folder.path()}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    viewer.sendSignal(SIGUSR2); // has no meaning
+    viewer.sendSignal(SIGUSR1);
+    QDir const shots(folder.path());
+    QTRY_COMPARE(shots.entryList(QDir::Files).size(), 1);
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+    QString const name = shots.entryList(QDir::Files).first();
+    QVERIFY(name.startsWith(QLatin1String("live-viewer-2")));
+    QImage const shot(shots.filePath(name));
+    QVERIFY(shareOf(shot, PicturePart, Background) >= 0);
+    QVERIFY(shareOf(shot, PicturePart, Background) < 0.2);
+    QVERIFY(
+        viewer.output().contains("screenshot: saved " + shots.filePath(name).toLocal8Bit() + '\n'));
+}
+
+void TestLiveViewer::unwritableScreenshotFolder_isLoggedAndTheViewerGoesOn()
+{
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer, viewing({QStringLiteral("--verbose"), QStringLiteral("--vstd"),
+                                     QStringLiteral("--screenshots"), path("shot.png")}));
+    QFile file(path("shot.png"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    QVERIFY(viewer.waitForLine(mShowing));
+    viewer.sendSignal(SIGUSR1);
+    viewer.sendSignal(SIGHUP);
+    QVERIFY(viewer.waitForLine(mWaiting));
+    QVERIFY(viewer.waitForLine(mShowing));
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+}
+
+void TestLiveViewer::messages_goToTheSystemLog()
+{
+    SyslogSocket log;
+    QVERIFY2(log.problem().isEmpty(), qPrintable(log.problem()));
+    // Qt has something to tell of OpenGL, the viewer of the sound.
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qt.qpa.gl=true"));
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer,
+        viewing({QStringLiteral("-v"), QStringLiteral("debug"), QStringLiteral("--logname"),
+            QStringLiteral("viewer 7"), QStringLiteral("--audio-device"), QStringLiteral("none")}),
+        environment);
+    QByteArray lines;
+    auto complete = [&lines] {
+        return lines.contains("viewer 7[") && lines.contains("gl-integration") &&
+               lines.contains("no sound: there is no device 'none'");
+    };
+    for (int i = 0; i < 1000 && !complete(); ++i)
+        lines += log.readLine() + '\n';
+    QVERIFY2(complete(), lines);
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+}
+
+void TestLiveViewer::frameLog_hasALineForEachFrame()
+{
+    QFETCH(QString, renderer);
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(
+        mViewer, viewing({QStringLiteral("--renderer"), renderer, QStringLiteral("--seconds"),
+                     QStringLiteral("2"), QStringLiteral("--frame-log"), path("frames")}));
+    QCOMPARE(viewer.exitStatus(), 0);
+    QFile file(path("frames"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QList<QByteArray> lines = file.readAll().split('\n');
+    QCOMPARE(lines.takeLast(), QByteArray());
+    double const shown = number(readJson(path("report.json")), "frames", "shown");
+    QCOMPARE(double(lines.size()), shown);
+    qint64 before = 0;
+    QSet<qint64> frames;
+    for (QByteArray const& line : lines) {
+        QList<QByteArray> const times = line.split(' ');
+        QCOMPARE(times.size(), 2);
+        qint64 const frame = times[0].toLongLong();
+        qint64 const painted = times[1].toLongLong();
+        QVERIFY(painted > frame && painted < frame + 5'000'000);
+        QVERIFY(painted > before);
+        before = painted;
+        QVERIFY(!frames.contains(frame));
+        frames.insert(frame);
+        // Test frames lie on the grid of the wall clock.
+        QCOMPARE(frame % 40'000, 0);
+    }
+}
+
 void TestLiveViewer::unwritableOutput_isNamed_data()
 {
     QTest::addColumn<QString>("option");
@@ -264,6 +388,9 @@ void TestLiveViewer::unwritableOutput_isNamed_data()
     QTest::newRow("screenshot, no folder")
         << screenshot << missing
         << QByteArray("the screenshot to " + missing.toLocal8Bit() + ": No such file or directory");
+    QTest::newRow("frame log, no folder")
+        << QStringLiteral("--frame-log") << missing
+        << QByteArray("the frame log to " + missing.toLocal8Bit() + ": No such file or directory");
     QTest::newRow("report, disk full")
         << report << QStringLiteral("/dev/full")
         << QByteArray("the report to /dev/full: No space left on device");

@@ -35,6 +35,8 @@ class TestOptions : public QObject
 private Q_SLOTS:
     void none_givesTheDefaults();
     void all_areTaken();
+    void allOfSoundAndControls_areTaken();
+    void logOptions_areLeftToTheApplication();
     void rate_isTakenExactly_data();
     void rate_isTakenExactly();
     void wrongUsage_isRefused_data();
@@ -55,6 +57,12 @@ void TestOptions::none_givesTheDefaults()
     QVERIFY(parsed.options.report.isEmpty());
     QVERIFY(parsed.options.renderer == Renderer::OpenGL);
     QVERIFY(!parsed.options.verbose);
+    QVERIFY(parsed.options.audio);
+    QCOMPARE(parsed.options.audioDevice, QStringLiteral("default"));
+    QCOMPARE(parsed.options.audioDelayMs, 200);
+    QCOMPARE(parsed.options.inactivity, 0.0);
+    QVERIFY(parsed.options.screenshots.isEmpty());
+    QVERIFY(parsed.options.frameLog.isEmpty());
 }
 
 void TestOptions::all_areTaken()
@@ -70,6 +78,30 @@ void TestOptions::all_areTaken()
     QCOMPARE(parsed.options.report, QStringLiteral("b.json"));
     QVERIFY(parsed.options.renderer == Renderer::Images);
     QVERIFY(parsed.options.verbose);
+}
+
+void TestOptions::allOfSoundAndControls_areTaken()
+{
+    Parsed const parsed = parse({QStringLiteral("--audio-device"), QStringLiteral("speaker 1"),
+        QStringLiteral("--audio-delay"), QStringLiteral("350"), QStringLiteral("--no-audio"),
+        QStringLiteral("--inactivity"), QStringLiteral("2.5"), QStringLiteral("--screenshots"),
+        QStringLiteral("shots"), QStringLiteral("--frame-log=frames")});
+    QCOMPARE(parsed.line.action, CommandLine::Action::Run);
+    QCOMPARE(parsed.options.audioDevice, QStringLiteral("speaker 1"));
+    QCOMPARE(parsed.options.audioDelayMs, 350);
+    QVERIFY(!parsed.options.audio);
+    QCOMPARE(parsed.options.inactivity, 2.5);
+    QCOMPARE(parsed.options.screenshots, QStringLiteral("shots"));
+    QCOMPARE(parsed.options.frameLog, QStringLiteral("frames"));
+}
+
+void TestOptions::logOptions_areLeftToTheApplication()
+{
+    Parsed const parsed = parse({QStringLiteral("-v"), QStringLiteral("debug"),
+        QStringLiteral("--vstd"), QStringLiteral("--logname"), QStringLiteral("viewer 1"),
+        QStringLiteral("--stream"), QStringLiteral("camera")});
+    QCOMPARE(parsed.line.action, CommandLine::Action::Run);
+    QCOMPARE(parsed.options.stream, QStringLiteral("camera"));
 }
 
 void TestOptions::rate_isTakenExactly_data()
@@ -110,6 +142,16 @@ void TestOptions::wrongUsage_isRefused_data()
     row("stray", {QStringLiteral("camera")}, "unexpected argument 'camera'");
     row("no value", {QStringLiteral("--stream")}, "Missing value after '--stream'.");
     bad("--stream", "", "bad value '' for --stream NAME");
+    row("no level", {QStringLiteral("-v")}, "Missing value after '-v'.");
+    bad("--audio-device", "", "bad value '' for --audio-device NAME");
+    bad("--audio-delay", "-1", "bad value '-1' for --audio-delay MS");
+    bad("--audio-delay", "1001", "bad value '1001' for --audio-delay MS");
+    bad("--audio-delay", "0.5", "bad value '0.5' for --audio-delay MS");
+    bad("--inactivity", "-1", "bad value '-1' for --inactivity SECONDS");
+    bad("--inactivity", "nan", "bad value 'nan' for --inactivity SECONDS");
+    bad("--inactivity", "1e9", "bad value '1e9' for --inactivity SECONDS");
+    bad("--screenshots", "", "bad value '' for --screenshots DIR");
+    bad("--frame-log", "", "bad value '' for --frame-log FILE");
     bad("--renderer", "vulkan", "bad value 'vulkan' for --renderer KIND");
     bad("--report", "", "bad value '' for --report FILE");
     bad("--screenshot", "", "bad value '' for --screenshot FILE");
@@ -141,7 +183,10 @@ void TestOptions::help_namesEveryOption()
     Parsed const parsed = parse({QStringLiteral("--help")});
     QCOMPARE(parsed.line.action, CommandLine::Action::Print);
     for (char const* option : {"--stream <NAME>", "--rate <FPS>", "--seconds <N>",
-             "--screenshot <FILE>", "--report <FILE>", "--verbose", "--renderer <KIND>", "Keys"})
+             "--screenshot <FILE>", "--report <FILE>", "--verbose", "--renderer <KIND>",
+             "--audio-device <NAME>", "--audio-delay <MS>", "--no-audio", "--inactivity <SECONDS>",
+             "--screenshots <DIR>", "--frame-log <FILE>", "-v <LEVEL>", "--vstd",
+             "--logname <NAME>", "--version", "Keys", "Signals"})
         QVERIFY2(parsed.line.text.contains(QLatin1String(option)), option);
 }
 

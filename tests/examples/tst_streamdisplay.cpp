@@ -62,6 +62,8 @@ private Q_SLOTS:
     void stream_isShownAndReported();
     void figures_comeToTheOverlay();
     void stream_goesAndReturns();
+    void reopened_showsTheStreamAnew();
+    void movedBack_showsOlderFrames();
     void shownFrames_areNotHeld();
 
 private:
@@ -128,6 +130,38 @@ void TestStreamDisplay::stream_goesAndReturns()
     QTRY_COMPARE(f.showing.size(), 2);
     QVERIFY(alike(quartersOf(f.view.picture()), {200, 200, 200, 200}));
     QCOMPARE(f.waiting.size(), 1);
+}
+
+void TestStreamDisplay::reopened_showsTheStreamAnew()
+{
+    Fixture f;
+    QVERIFY(f.publish());
+    QTRY_COMPARE(f.showing.size(), 1);
+    qint64 const shown = f.display.report().frames.shown;
+    QSharedPointer<MediaSource> const source = f.display.source();
+    f.display.reopen();
+    QCOMPARE(f.waiting.size(), 1);
+    QVERIFY(f.display.source() != source);
+    QTRY_COMPARE(f.showing.size(), 2);
+    // What was shown before goes on to count.
+    QVERIFY(f.display.report().frames.shown > shown);
+    QCOMPARE(f.waiting.size(), 1);
+}
+
+void TestStreamDisplay::movedBack_showsOlderFrames()
+{
+    Fixture f;
+    QSignalSpy painted(&f.display, &StreamDisplay::framePainted);
+    auto age = [&painted] {
+        return painted.isEmpty() ? -1
+                                 : painted.last()[1].toLongLong() - painted.last()[0].toLongLong();
+    };
+    QVERIFY(f.publish());
+    QTRY_VERIFY(painted.size() >= 3);
+    f.display.moveTo(wallClock() - 500'000);
+    QTRY_VERIFY(age() > 350'000);
+    f.display.moveTo(wallClock());
+    QTRY_VERIFY(age() < 350'000);
 }
 
 void TestStreamDisplay::shownFrames_areNotHeld()

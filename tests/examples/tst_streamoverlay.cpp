@@ -63,6 +63,8 @@ private Q_SLOTS:
     void fields_tellTheFigures();
     void goneStream_hasNoFigures();
     void eachChange_isPainted();
+    void offset_hasAFigureWhileThereIsSound();
+    void dimmedLine_standsBackAndReturns();
     void narrowPicture_hasTheChiefFigures();
     void longName_leavesTheFiguresInPlace();
     void painter_isLeftAsItWas();
@@ -130,6 +132,43 @@ void TestStreamOverlay::eachChange_isPainted()
     QVERIFY(changed());
     f.overlay.resize(1000, 720);
     QVERIFY(changed());
+}
+
+void TestStreamOverlay::offset_hasAFigureWhileThereIsSound()
+{
+    Fixture f;
+    f.overlay.setState(streamState(true));
+    QCOMPARE(f.overlay.fields().size(), 4);
+    f.overlay.setAudioVideoOffset(12.4);
+    QCOMPARE(f.overlay.fields().last().caption, QStringLiteral("A/V"));
+    QCOMPARE(f.overlay.fields().last().value, QStringLiteral("+12 ms"));
+    QVERIFY(f.overlay.fields().last().chief);
+    f.overlay.setAudioVideoOffset(-7.6);
+    QCOMPARE(f.overlay.fields().last().value, QStringLiteral("−8 ms"));
+    f.overlay.setAudioVideoOffset(0);
+    QCOMPARE(f.overlay.fields().last().value, QStringLiteral("0 ms"));
+    f.overlay.setState(streamState(false));
+    QCOMPARE(f.overlay.fields().last().value, QStringLiteral("–"));
+    f.overlay.setAudioVideoOffset({});
+    QCOMPARE(f.overlay.fields().size(), 4);
+}
+
+void TestStreamOverlay::dimmedLine_standsBackAndReturns()
+{
+    Fixture f;
+    f.overlay.setWaiting(false);
+    QImage const before = f.paint();
+    auto lamp = [&f] {
+        return qRed(f.paint().pixel(25, 26));
+    };
+    int const bright = lamp();
+    QVERIFY(bright > 200);
+    f.overlay.setDimmed(true);
+    // Smoothly: at first nothing has changed.
+    QVERIFY(lamp() > bright / 2);
+    QTRY_VERIFY(qAbs(lamp() - bright / 4) < 4);
+    f.overlay.setDimmed(false);
+    QTRY_COMPARE(f.paint(), before);
 }
 
 void TestStreamOverlay::narrowPicture_hasTheChiefFigures()

@@ -54,6 +54,10 @@ private Q_SLOTS:
     void keyV_showsTheQuarters();
     void keyF_fillsTheScreen();
     void keys_areNotedOnTheLine();
+    void noteOfTheSound_isWrittenBesideTheOthers();
+    void meter_isThereWhileThereIsSound();
+    void meter_fitsANarrowWindow();
+    void dimmed_lineAndMeterStandBack();
     void otherKey_changesNothing();
 };
 
@@ -129,6 +133,79 @@ void TestVideoWindow::keys_areNotedOnTheLine()
         f.press(key);
     QVERIFY(alike(f.nextFrame(), Greys));
     QCOMPARE(f.line(), plain);
+}
+
+void TestVideoWindow::noteOfTheSound_isWrittenBesideTheOthers()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    QVERIFY(alike(f.nextFrame(), Greys));
+    QImage const plain = f.line();
+    f.window.noteSound(QStringLiteral("muted"));
+    QImage const muted = f.line();
+    QVERIFY(muted != plain);
+    f.press('a');
+    QVERIFY(f.line() != muted);
+    f.window.noteSound(QString());
+    f.press('a');
+    f.press('a');
+    QCOMPARE(f.line(), plain);
+}
+
+void TestVideoWindow::meter_isThereWhileThereIsSound()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    QVERIFY(alike(f.nextFrame(), {40, 100, 160, 220}));
+    QImage const without = f.window.picture();
+    f.window.meter().setSoundChannels(2);
+    QImage const silent = f.window.picture();
+    QVERIFY(silent != without);
+    // Over the lower edge alone.
+    QCOMPARE(silent.copy(0, 0, 640, 260), without.copy(0, 0, 640, 260));
+    QRect const bars = f.window.meter().geometry();
+    QVERIFY(QRect(0, 260, 640, 100).contains(bars));
+    QCOMPARE(silent.pixel(bars.topLeft()) & 0xffffff, 0x606060u);
+    f.window.meter().updateAudioLevels({AudioLevel{-30, -20}, AudioLevel{-30, -20}});
+    QCOMPARE(f.window.picture().pixel(bars.topLeft()) & 0xffffff, 0x00ff00u);
+    f.window.meter().setSoundChannels(0);
+    QCOMPARE(f.window.picture(), without);
+}
+
+void TestVideoWindow::meter_fitsANarrowWindow()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    f.window.meter().setSoundChannels(1);
+    f.window.resize(320, 180);
+    QTRY_VERIFY(QRect(0, 0, 320, 180).contains(f.window.meter().geometry()));
+    QVERIFY(f.window.meter().width() > 150);
+}
+
+void TestVideoWindow::dimmed_lineAndMeterStandBack()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    QVERIFY(alike(f.nextFrame(), Greys));
+    f.window.meter().setSoundChannels(2);
+    f.window.meter().updateAudioLevels({AudioLevel{0, 0}, AudioLevel{0, 0}});
+    QPoint const stroke = f.window.meter().geometry().topLeft();
+    auto line = [&f] {
+        return qGreen(f.window.picture().pixel(600, 10));
+    };
+    auto bar = [&f, stroke] {
+        return qGreen(f.window.picture().pixel(stroke));
+    };
+    int const dark = line();
+    QVERIFY(dark < 50);
+    QCOMPARE(bar(), 255);
+    f.window.setDimmed(true);
+    // A quarter of them is left over a frame of 100 and 160.
+    QTRY_VERIFY(line() > 70);
+    QTRY_VERIFY(bar() < 200);
+    f.window.setDimmed(false);
+    QTRY_COMPARE(line(), dark);
+    QTRY_COMPARE(bar(), 255);
 }
 
 void TestVideoWindow::otherKey_changesNothing()

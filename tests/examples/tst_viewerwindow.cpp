@@ -9,6 +9,7 @@
 #include "messagecheck.h"
 #include "streamstates.h"
 #include "streamview.h"
+#include "widgets/audiometerwidget.h"
 
 namespace {
 
@@ -70,6 +71,9 @@ private Q_SLOTS:
     void streamGone_showsTheSpinnerUntilTheNextFrame();
     void stateOfTheStream_isWrittenBelow();
     void displayRate_isMeasured();
+    void sound_hasMetersAndAFigure();
+    void note_isWrittenBelow();
+    void dimmed_standsBackButForThePicture();
     void imageSize_fitsTheView();
     void longName_doesNotWidenTheWindow();
     void markupInTheName_isNotFollowed();
@@ -168,10 +172,9 @@ void TestViewerWindow::displayRate_isMeasured()
     QVERIFY(f.show());
     f.window.setState(streamState(true));
     auto rate = [&f] {
-        QString const text = f.texts().last();
-        return text.endsWith(QLatin1String(" fps"))
-                   ? text.section(QLatin1Char(' '), 0, 0).toDouble()
-                   : -1;
+        // The other one is that of the stream.
+        QString const text = f.texts().filter(QStringLiteral(" fps")).value(1);
+        return text.isEmpty() ? -1 : text.section(QLatin1Char(' '), 0, 0).toDouble();
     };
     qint64 timestamp = 1;
     QTimer painter;
@@ -181,6 +184,58 @@ void TestViewerWindow::displayRate_isMeasured()
     QTRY_VERIFY_WITH_TIMEOUT(rate() > 5 && rate() < 21, 10000);
     painter.stop();
     QTRY_COMPARE_WITH_TIMEOUT(rate(), 0.0, 10000);
+}
+
+void TestViewerWindow::sound_hasMetersAndAFigure()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    f.window.setState(streamState(true));
+    auto* meter = f.window.findChild<AudioMeterWidget*>();
+    QVERIFY(!meter->isVisible());
+    f.window.setChannels(2);
+    QVERIFY(meter->isVisible());
+    QCOMPARE(meter->channels(), 2);
+    QImage const silent = meter->grab().toImage();
+    f.window.showLevels({AudioLevel{-30, -20}, AudioLevel{-30, -20}});
+    QVERIFY(meter->grab().toImage() != silent);
+    f.window.setAudioVideoOffset(-12);
+    QVERIFY(f.texts().contains(QStringLiteral("−12 ms")));
+    f.window.setChannels(1);
+    QCOMPARE(meter->channels(), 1);
+    f.window.setChannels(0);
+    QVERIFY(!meter->isVisible());
+}
+
+void TestViewerWindow::note_isWrittenBelow()
+{
+    Fixture f;
+    f.window.setNote(QStringLiteral("muted"));
+    QVERIFY(f.texts().contains(QStringLiteral("muted")));
+}
+
+void TestViewerWindow::dimmed_standsBackButForThePicture()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    f.window.showImage(frame(5));
+    QVERIFY(f.waitForShown(1));
+    QRect const below(0, f.view()->height(), 640, 480 - f.view()->height());
+    auto brightest = [&f, below] {
+        QImage const part = f.window.grab().toImage().copy(below);
+        int result = 0;
+        for (int y = 0; y < part.height(); ++y) {
+            for (int x = 0; x < part.width(); ++x)
+                result = qMax(result, qGreen(part.pixel(x, y)));
+        }
+        return result;
+    };
+    QVERIFY(brightest() > 200);
+    f.window.setDimmed(true);
+    QVERIFY2(brightest() < 100, qPrintable(QString::number(brightest())));
+    QCOMPARE(f.window.grab().toImage().pixel(320, 200), qRgb(255, 0, 0));
+    f.window.setDimmed(false);
+    QVERIFY(brightest() > 200);
 }
 
 void TestViewerWindow::imageSize_fitsTheView()

@@ -1,0 +1,273 @@
+#include <csignal>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include "childprogram.h"
+#include "messagecheck.h"
+#include "soundanalysis.h"
+#include "soundrecorder.h"
+#include "streamplace.h"
+
+using namespace soundanalysis;
+
+namespace {
+
+constexpr int Rate = SoundRecording::Rate;
+constexpr int Frequency = 440;  // Hz, of the publisher's left channel
+constexpr int ToneLevel = 2000; // of its samples
+constexpr int Audible = 500;
+constexpr int ClickLevel = 12000;
+
+/** The last stretch of what was recorded, in ms. */
+Part latest(SoundRecording const& recording, int ms)
+{
+    return {recording.left(), recording.size() - ms * Rate / 1000, recording.size()};
+}
+
+bool isHeard(SoundRecorder const& recorder)
+{
+    SoundRecording const recording = recorder.recording();
+    return recording.size() > Rate / 2 && peak(latest(recording, 300)) > Audible;
+}
+
+bool isSilent(SoundRecorder const& recorder)
+{
+    SoundRecording const recording = recorder.recording();
+    return recording.size() > Rate / 2 && peak(latest(recording, 300)) == 0;
+}
+
+constexpr int Patience = 20000;
+
+} // namespace
+
+class TestLiveViewerSound : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void stream_isHeardAndReported_data() { addRenderers(); }
+    void stream_isHeardAndReported();
+    void publisherKilledAndRestarted_isHeardAgain_data() { addRenderers(); }
+    void publisherKilledAndRestarted_isHeardAgain();
+    void publisherReplacedAtOnce_isHeardOn();
+    void hangup_isHeardAgain();
+    void streamThatGetsSound_isHeard();
+    void streamThatLosesItsSound_isShownOn();
+    void streamWithoutSound_isShown();
+    void noAudio_staysSilent();
+    void unknownDevice_isToldOnceAndThePictureGoesOn();
+    void noSoundServer_isToldOnceAndThePictureGoesOn();
+
+private:
+    static void addRenderers()
+    {
+        QTest::addColumn<QString>("renderer");
+        QTest::newRow("gl") << QStringLiteral("gl");
+        QTest::newRow("image") << QStringLiteral("image");
+    }
+
+    QString path(char const* file) const { return mFolder.filePath(QString::fromLatin1(file)); }
+
+    QStringList viewing(QStringList const& more) const
+    {
+        return QStringList{QStringLiteral("--stream"), QStringLiteral("test camera"),
+                   QStringLiteral("--verbose"), QStringLiteral("--report"), path("report.json")} +
+               more;
+    }
+
+    QJsonObject audioReport() const
+    {
+        return readJson(path("report.json"))[QLatin1String("audio")].toObject();
+    }
+
+    bool isAudioNull() const
+    {
+        QJsonObject const report = readJson(path("report.json"));
+        return report.contains(QLatin1String("audio")) && report[QLatin1String("audio")].isNull();
+    }
+
+    /** A viewer that plays to the device @p name; how often its log says that there is none. */
+    int complaints(QString const& name, QProcessEnvironment const& environment);
+
+    QString const mViewer = QStringLiteral("live-viewer");
+    QString const mPublisher = QStringLiteral("shm-publish");
+    QStringList const mPublishing{QStringLiteral("--name"), QStringLiteral("test camera"),
+        QStringLiteral("--size"), QStringLiteral("320x180"), QStringLiteral("--rate"),
+        QStringLiteral("25")};
+    QByteArray const mShowing = "live-viewer: showing stream 'test camera'";
+    QByteArray const mWaiting = "live-viewer: waiting for stream 'test camera'";
+    StreamPlace mPlace;
+    QTemporaryDir mFolder;
+};
+
+void TestLiveViewerSound::stream_isHeardAndReported()
+{
+    QFETCH(QString, renderer);
+    SoundRecorder const recorder;
+    QVERIFY(recorder.isRecording());
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer, viewing({QStringLiteral("--renderer"), renderer}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    QTest::qWait(4000);
+    SoundRecording const recording = recorder.recording();
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+
+    Part const heard = latest(recording, 3000);
+    QCOMPARE(qRound(toneFrequency(heard, Frequency, Rate)), Frequency);
+    QVERIFY(qAbs(fitTone(latest(recording, 3000), Frequency, Rate).amplitude - ToneLevel) < 400);
+    int const clicks = int(findClicks(heard, ClickLevel, Rate).size());
+    QVERIFY2(clicks >= 2 && clicks <= 4, qPrintable(QString::number(clicks)));
+
+    QJsonObject const audio = audioReport();
+    QCOMPARE(audio[QLatin1String("delayMs")].toInt(), 200);
+    for (char const* key : {"underruns", "reanchors", "silentMs"})
+        QVERIFY2(audio[QLatin1String(key)].toDouble(-1) >= 0, key);
+    QJsonObject const offset = audio[QLatin1String("audioVideoOffsetMs")].toObject();
+    double const p50 = offset[QLatin1String("p50")].toDouble(1e6);
+    QVERIFY2(qAbs(p50) < 150, qPrintable(QString::number(p50)));
+    QVERIFY(offset[QLatin1String("p99")].toDouble(-1e6) >= p50);
+}
+
+void TestLiveViewerSound::publisherKilledAndRestarted_isHeardAgain()
+{
+    QFETCH(QString, renderer);
+    SoundRecorder const recorder;
+    ChildProgram publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer, viewing({QStringLiteral("--renderer"), renderer}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    publisher.kill();
+    QVERIFY(viewer.waitForLine(mWaiting));
+    QTRY_VERIFY_WITH_TIMEOUT(isSilent(recorder), Patience);
+    ChildProgram const again(mPublisher, mPublishing);
+    QVERIFY(viewer.waitForLine(mShowing));
+    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+}
+
+void TestLiveViewerSound::publisherReplacedAtOnce_isHeardOn()
+{
+    SoundRecorder const recorder;
+    ChildProgram publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer, viewing({}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    publisher.kill();
+    ChildProgram const again(mPublisher, mPublishing);
+    QTest::qWait(2000);
+    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+}
+
+void TestLiveViewerSound::hangup_isHeardAgain()
+{
+    SoundRecorder const recorder;
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer, viewing({}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    viewer.sendSignal(SIGHUP);
+    QVERIFY(viewer.waitForLine(mWaiting));
+    QVERIFY(viewer.waitForLine(mShowing));
+    QTest::qWait(500);
+    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+}
+
+void TestLiveViewerSound::streamThatGetsSound_isHeard()
+{
+    SoundRecorder const recorder;
+    ChildProgram publisher(mPublisher, mPublishing + QStringList{QStringLiteral("--no-audio")});
+    ChildProgram viewer(mViewer, viewing({}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    QVERIFY(isSilent(recorder) || QTest::qWaitFor([&] { return isSilent(recorder); }));
+    publisher.kill();
+    ChildProgram const again(mPublisher, mPublishing);
+    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+}
+
+void TestLiveViewerSound::streamThatLosesItsSound_isShownOn()
+{
+    SoundRecorder const recorder;
+    ChildProgram publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer, viewing({}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    publisher.kill();
+    QVERIFY(viewer.waitForLine(mWaiting));
+    ChildProgram const again(mPublisher, mPublishing + QStringList{QStringLiteral("--no-audio")});
+    QVERIFY(viewer.waitForLine(mShowing));
+    QTRY_VERIFY_WITH_TIMEOUT(isSilent(recorder), Patience);
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+}
+
+void TestLiveViewerSound::streamWithoutSound_isShown()
+{
+    ChildProgram const publisher(
+        mPublisher, mPublishing + QStringList{QStringLiteral("--no-audio")});
+    ChildProgram viewer(mViewer, viewing({QStringLiteral("--vstd")}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    QTest::qWait(1500);
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(isAudioNull());
+    QByteArray const log = viewer.output();
+    QVERIFY2(!log.contains("warning") && !log.contains("error"), log);
+}
+
+void TestLiveViewerSound::noAudio_staysSilent()
+{
+    SoundRecorder const recorder;
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer, viewing({QStringLiteral("--no-audio")}));
+    QVERIFY(viewer.waitForLine(mShowing));
+    QTest::qWait(1500);
+    QVERIFY(isSilent(recorder));
+    viewer.sendSignal(SIGTERM);
+    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(isAudioNull());
+}
+
+int TestLiveViewerSound::complaints(QString const& name, QProcessEnvironment const& environment)
+{
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(mViewer,
+        viewing({QStringLiteral("--vstd"), QStringLiteral("--audio-device"), name,
+            QStringLiteral("--seconds"), QStringLiteral("5")}),
+        environment);
+    if (viewer.exitStatus() != 0 || !isAudioNull())
+        return -1;
+    QJsonObject const frames = readJson(path("report.json"))[QLatin1String("frames")].toObject();
+    if (frames[QLatin1String("shown")].toInt() < 40)
+        return -1;
+    QByteArray const log = viewer.output();
+    qInfo("%s", log.constData());
+    return log.count("warning no sound: there is no device '" + name.toLocal8Bit() + "'\n");
+}
+
+void TestLiveViewerSound::unknownDevice_isToldOnceAndThePictureGoesOn()
+{
+    QCOMPARE(complaints(QStringLiteral("nothing"), QProcessEnvironment::systemEnvironment()), 1);
+}
+
+void TestLiveViewerSound::noSoundServer_isToldOnceAndThePictureGoesOn()
+{
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PULSE_SERVER"), QStringLiteral("unix:/nowhere"));
+    QCOMPARE(complaints(QStringLiteral("default"), environment), 1);
+}
+
+QVORLIN_TEST_MAIN(QCoreApplication, TestLiveViewerSound)
+#include "tst_live_viewer_sound.moc"
