@@ -23,6 +23,7 @@ constexpr int usualSeconds = 300;
 constexpr int settleSeconds = 8; // until the picture has been moved to the sound
 constexpr double second = 1e6;   // µs
 constexpr int frameRate = 30;
+constexpr int frameCount = 16;    // more than half a second, so that the picture can be held back
 constexpr int clickLevel = 12000; // the tone stays far below
 constexpr char sink[] = "qvorlin_null.monitor";
 
@@ -132,7 +133,8 @@ int main(int argc, char** argv)
     const MonitorRecorder recorder(sink);
     const Program publisher(QStringLiteral("shm-publish"),
         {QStringLiteral("--name"), stream, QStringLiteral("--size"), QStringLiteral("1280x720"),
-            QStringLiteral("--rate"), QString::number(frameRate)});
+            QStringLiteral("--rate"), QString::number(frameRate), QStringLiteral("--frames"),
+            QString::number(frameCount)});
     Program viewer(QStringLiteral("live-viewer"),
         {QStringLiteral("--stream"), stream, QStringLiteral("--frame-log"), log,
             QStringLiteral("--report"), figures});

@@ -15,6 +15,8 @@
 class LipSync
 {
 public:
+    LipSync();
+
     /** The picture is where it was put without regard to the sound. */
     void restart();
 
@@ -31,6 +33,7 @@ private:
     bool mPlaced = false;
     qint64 mPlacedAt = 0;
     qint64 mLead = 0; // how much sooner than it is to be seen a frame has to be asked for
+    size_t mJudged;   // how many frames it takes to judge the place
     std::vector<qint64> mOffsets; // since the picture was placed or last judged
 };
 

@@ -15,6 +15,10 @@ constexpr int RetryPeriodMs = 3000;
 // How far it may fall behind, beyond the delay, before some is left out.
 constexpr qint64 DelayTolerance = 100'000; // µs
 
+// How much later than at first it may be heard. Each time that the output runs dry it falls back,
+// and the picture, which follows it, can only be held back for as long as the stream keeps frames.
+constexpr qint64 LagTolerance = 60'000; // µs
+
 constexpr int FullVolume = 100;
 constexpr qreal DefaultReportRate = 25;
 constexpr qint64 MeteredDuration = 40'000; // µs
@@ -28,7 +32,7 @@ void limitPulseBuffer(qint64 delay)
     constexpr char variable[] = "PULSE_LATENCY_MSEC";
     constexpr qint64 least = 40'000;
     if (!qEnvironmentVariableIsSet(variable))
-        qputenv(variable, QByteArray::number(std::max(delay * 3 / 4, least) / 1000));
+        qputenv(variable, QByteArray::number(std::max(delay * 3 / 5, least) / 1000));
 }
 
 QAudioDeviceInfo deviceNamed(QString const& name)
@@ -130,10 +134,19 @@ void StreamSound::poll()
     bool const begins = isNew || mSinceAudio.elapsed() * 1000 < mDelay;
     if (begins && mPlaying)
         stopPlaying();
-    if (mPlaying)
+    if (mPlaying) {
         setChannels(format.channelCount());
-    else if (!begins && mNextTry.hasExpired() && findDevice())
+        if (hasFallenBack() && mNextTry.hasExpired())
+            play(format);
+    } else if (!begins && mNextTry.hasExpired() && findDevice()) {
         play(format);
+    }
+}
+
+bool StreamSound::hasFallenBack() const
+{
+    std::optional<qint64> const lag = mLag.value();
+    return lag && mFirstLag && *lag > *mFirstLag + LagTolerance;
 }
 
 /** @return whether there is one; when there is none, that is said once */
@@ -152,14 +165,15 @@ bool StreamSound::findDevice()
 
 void StreamSound::play(QAudioFormat const& format)
 {
+    mFigures = figures();
+    mFirstLag.reset();
+    mLag.clear();
     qint64 const interval = mSource->getVideoStatus().frameInterval;
     qreal const rate = interval > 0 ? 1e6 / qreal(interval) : DefaultReportRate;
     // What follows a stream that ends is silence, until it is back.
     mPlaying = AudioPlayer::getInstance()->start(mSource.data(), rate, false);
-    if (mPlaying)
-        setChannels(format.channelCount());
-    else
-        mNextTry.setRemainingTime(RetryPeriodMs);
+    setChannels(mPlaying ? format.channelCount() : 0);
+    mNextTry.setRemainingTime(RetryPeriodMs);
 }
 
 void StreamSound::stopPlaying()
@@ -188,6 +202,8 @@ void StreamSound::onAudioPlayed(qint64 timestamp)
     // The player counts all that the output has consumed as if the stream had no gaps.
     mLag.add(timestamp + AudioPlayer::getInstance()->skippedTime() - silence(), now);
     std::optional<qint64> const lag = mLag.value();
+    if (lag && !mFirstLag)
+        mFirstLag = lag;
     if (!lag || mChannels == 0)
         return;
     int const frames = mSource->getAudioFormat().framesForDuration(MeteredDuration);

@@ -35,7 +35,7 @@ public:
     StreamSound(QString const& device, qint64 delay);
     ~StreamSound() override;
 
-    /** Plays @p source from now on. */
+    /** Plays @p source from now on, which other threads may use as well. */
     void open(QSharedPointer<MediaSource> source);
     void close();
 
@@ -61,6 +61,7 @@ Q_SIGNALS:
 private:
     void poll();
     bool findDevice();
+    bool hasFallenBack() const;
     void play(QAudioFormat const& format);
     void stopPlaying();
     void setChannels(int channels);
@@ -80,7 +81,8 @@ private:
     int mVolume = 100;
     bool mMuted = false;
     SoundLag mLag;
-    SoundFigures mFigures; // of what was played before the last start
+    std::optional<qint64> mFirstLag; // that was known since the start
+    SoundFigures mFigures;           // of what was played before the last start
 };
 
 #endif

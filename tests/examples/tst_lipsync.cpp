@@ -44,6 +44,7 @@ private Q_SLOTS:
     void changeOfTheLag_movesThePicture();
     void framesOnTheirWay_areNotJudged();
     void singleFrames_areNotJudged();
+    void movesInVain_becomeRare();
     void restart_movesAgain();
 };
 
@@ -114,6 +115,21 @@ void TestLipSync::singleFrames_areNotJudged()
         f.paint(1, -100'000);
     }
     QCOMPARE(f.moves.size(), 1);
+}
+
+void TestLipSync::movesInVain_becomeRare()
+{
+    Fixture f;
+    // A minute of frames that are the oldest of the stream whatever is asked for.
+    f.paint(1500, 300'000);
+    QVERIFY2(f.moves.size() <= 11, qPrintable(QString::number(f.moves.size())));
+    // The request doesn't run away meanwhile.
+    QVERIFY(f.moves.last() >= -3 * Interval);
+    // In place again, it is watched as closely as before.
+    f.paint(600, Interval / 2);
+    int const moves = f.moves.size();
+    f.paint(60, 100'000);
+    QCOMPARE(f.moves.size(), moves + 1);
 }
 
 void TestLipSync::restart_movesAgain()
