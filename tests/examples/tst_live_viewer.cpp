@@ -1,5 +1,3 @@
-#include <csignal>
-
 #include <QColor>
 #include <QCoreApplication>
 #include <QDir>
@@ -7,12 +5,10 @@
 #include <QFile>
 #include <QImage>
 #include <QJsonObject>
-#include <QTemporaryDir>
 #include <QtTest>
 
-#include "childprogram.h"
+#include "livestreamtest.h"
 #include "messagecheck.h"
-#include "streamplace.h"
 #include "syslogsocket.h"
 
 namespace {
@@ -33,12 +29,12 @@ double number(QJsonObject const& report, char const* key)
 
 } // namespace
 
-class TestLiveViewer : public QObject
+class TestLiveViewer : public LiveStreamTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void help_needsNoDisplay();
+    void helpAndVersion_needNoDisplay();
     void wrongUsage_exitsWith2_data();
     void wrongUsage_exitsWith2();
     void liveStream_isShownAndReported_data() { addRenderers(); }
@@ -64,42 +60,23 @@ private Q_SLOTS:
     void unwritableOutput_isNamed();
 
 private:
-    QString path(char const* file) const { return mFolder.filePath(QString::fromLatin1(file)); }
-
-    static void addRenderers()
-    {
-        QTest::addColumn<QString>("renderer");
-        QTest::newRow("gl") << QStringLiteral("gl");
-        QTest::newRow("image") << QStringLiteral("image");
-    }
-
-    /** Arguments of a viewer of the stream "test camera" that writes both outputs. */
+    /** Arguments of a viewer that writes both outputs. */
     QStringList viewing(QStringList const& more) const
     {
-        return QStringList{QStringLiteral("--stream"), QStringLiteral("test camera"),
-                   QStringLiteral("--screenshot"), path("shot.png"), QStringLiteral("--report"),
-                   path("report.json")} +
-               more;
+        return LiveStreamTest::viewing({QStringLiteral("--screenshot"), path("shot.png")}) + more;
     }
-
-    QString const mViewer = QStringLiteral("live-viewer");
-    QString const mPublisher = QStringLiteral("shm-publish");
-    QStringList const mPublishing{QStringLiteral("--name"), QStringLiteral("test camera"),
-        QStringLiteral("--size"), QStringLiteral("320x180"), QStringLiteral("--rate"),
-        QStringLiteral("25")};
-    QByteArray const mShowing = "live-viewer: showing stream 'test camera'";
-    QByteArray const mWaiting = "live-viewer: waiting for stream 'test camera'";
-    StreamPlace mPlace;
-    QTemporaryDir mFolder;
 };
 
-void TestLiveViewer::help_needsNoDisplay()
+void TestLiveViewer::helpAndVersion_needNoDisplay()
 {
     auto environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("DISPLAY"));
     ChildProgram viewer(mViewer, {QStringLiteral("--help")}, environment);
     QCOMPARE(viewer.exitStatus(), 0);
     QVERIFY(viewer.output().contains("--screenshot"));
+    ChildProgram version(mViewer, {QStringLiteral("--version")}, environment);
+    QCOMPARE(version.exitStatus(), 0);
+    QVERIFY(version.output().startsWith("live-viewer "));
 }
 
 void TestLiveViewer::wrongUsage_exitsWith2_data()
@@ -132,30 +109,30 @@ void TestLiveViewer::liveStream_isShownAndReported()
                                      QStringLiteral("--seconds"), QStringLiteral("2")}));
     QCOMPARE(viewer.exitStatus(), 0);
 
-    QJsonObject const report = readJson(path("report.json"));
-    QCOMPARE(report[QLatin1String("stream")].toObject()[QLatin1String("name")].toString(),
+    QJsonObject const json = report();
+    QCOMPARE(json[QLatin1String("stream")].toObject()[QLatin1String("name")].toString(),
         QStringLiteral("test camera"));
-    QCOMPARE(number(report, "stream", "width"), 320.0);
-    QCOMPARE(number(report, "stream", "height"), 180.0);
-    QCOMPARE(number(report, "stream", "rate"), 25.0);
-    QVERIFY(qAbs(number(report, "seconds") - 2) < 1);
+    QCOMPARE(number(json, "stream", "width"), 320.0);
+    QCOMPARE(number(json, "stream", "height"), 180.0);
+    QCOMPARE(number(json, "stream", "rate"), 25.0);
+    QVERIFY(qAbs(number(json, "seconds") - 2) < 1);
 
-    double const published = number(report, "frames", "published");
-    double const shown = number(report, "frames", "shown");
-    double const missed = number(report, "frames", "missed");
+    double const published = number(json, "frames", "published");
+    double const shown = number(json, "frames", "shown");
+    double const missed = number(json, "frames", "missed");
     QVERIFY2(published >= 25 && published <= 75, qPrintable(QString::number(published)));
     QVERIFY2(shown >= 15 && shown <= published + 2, qPrintable(QString::number(shown)));
     QVERIFY2(missed >= 0 && shown + missed <= published + 2, qPrintable(QString::number(missed)));
     // 60 display frames show 25 new ones.
-    QVERIFY(number(report, "frames", "repeated") >= 15);
-    double const displayRate = number(report, "displayRate");
+    QVERIFY(number(json, "frames", "repeated") >= 15);
+    double const displayRate = number(json, "displayRate");
     QVERIFY2(displayRate > 12 && displayRate < 27, qPrintable(QString::number(displayRate)));
-    double const p50 = number(report, "latencyMs", "p50");
+    double const p50 = number(json, "latencyMs", "p50");
     QVERIFY2(p50 > 5 && p50 < 500, qPrintable(QString::number(p50)));
-    QVERIFY(number(report, "latencyMs", "p99") >= p50);
-    QVERIFY(number(report, "longestPauseMs") >= 30);
+    QVERIFY(number(json, "latencyMs", "p99") >= p50);
+    QVERIFY(number(json, "longestPauseMs") >= 30);
 
-    QJsonValue const device = report[QLatin1String("renderer")];
+    QJsonValue const device = json[QLatin1String("renderer")];
     QVERIFY(renderer == QLatin1String("gl") ? !device.toString().isEmpty() : device.isNull());
 
     QImage const shot(path("shot.png"));
@@ -172,12 +149,12 @@ void TestLiveViewer::slowDisplay_missesFramesAndSaysSo()
                      QStringLiteral("--seconds"), QStringLiteral("2.5"), QStringLiteral("--rate"),
                      QStringLiteral("2")}));
     QCOMPARE(viewer.exitStatus(), 0);
-    QJsonObject const report = readJson(path("report.json"));
-    double const shown = number(report, "frames", "shown");
+    QJsonObject const json = report();
+    double const shown = number(json, "frames", "shown");
     QVERIFY2(shown >= 2 && shown <= 6, qPrintable(QString::number(shown)));
     // Every frame is noticed, though the stream holds fewer than come between two ticks.
-    QVERIFY(number(report, "frames", "published") >= 25);
-    QVERIFY(number(report, "frames", "missed") >= (shown - 1) * 10);
+    QVERIFY(number(json, "frames", "published") >= 25);
+    QVERIFY(number(json, "frames", "missed") >= (shown - 1) * 10);
 }
 
 void TestLiveViewer::absentStream_showsSpinner()
@@ -187,13 +164,13 @@ void TestLiveViewer::absentStream_showsSpinner()
                                      QStringLiteral("--seconds"), QStringLiteral("0.5")}));
     QCOMPARE(viewer.exitStatus(), 0);
 
-    QJsonObject const report = readJson(path("report.json"));
-    QCOMPARE(number(report, "frames", "published"), 0.0);
-    QCOMPARE(number(report, "frames", "shown"), 0.0);
-    QCOMPARE(number(report, "frames", "repeated"), 0.0);
-    QCOMPARE(number(report, "displayRate"), 0.0);
-    QVERIFY(report[QLatin1String("stream")].toObject()[QLatin1String("width")].isNull());
-    QVERIFY(report[QLatin1String("latencyMs")].toObject()[QLatin1String("p50")].isNull());
+    QJsonObject const json = report();
+    QCOMPARE(number(json, "frames", "published"), 0.0);
+    QCOMPARE(number(json, "frames", "shown"), 0.0);
+    QCOMPARE(number(json, "frames", "repeated"), 0.0);
+    QCOMPARE(number(json, "displayRate"), 0.0);
+    QVERIFY(json[QLatin1String("stream")].toObject()[QLatin1String("width")].isNull());
+    QVERIFY(json[QLatin1String("latencyMs")].toObject()[QLatin1String("p50")].isNull());
 
     double const background = shareOf(QImage(path("shot.png")), PicturePart, Background);
     QVERIFY2(background > 0.99 && background < 1.0, qPrintable(QString::number(background)));
@@ -217,8 +194,7 @@ void TestLiveViewer::publisherKilledAndRestarted_isShownAgainWithinTwoSeconds()
     qInfo("shown again after %lld ms", elapsed);
     QVERIFY2(elapsed < 2000, qPrintable(QString::number(elapsed)));
 
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
     QVERIFY(shareOf(QImage(path("shot.png")), PicturePart, Background) < 0.2);
 }
 
@@ -232,11 +208,11 @@ void TestLiveViewer::publisherReplacedAtOnce_pausesBelowTwoSeconds()
     ChildProgram const again(mPublisher, mPublishing);
     QCOMPARE(viewer.exitStatus(), 0);
 
-    QJsonObject const report = readJson(path("report.json"));
-    double const pause = number(report, "longestPauseMs");
+    QJsonObject const json = report();
+    double const pause = number(json, "longestPauseMs");
     qInfo("the picture stood for %.0f ms", pause);
     QVERIFY2(pause < 2000, qPrintable(QString::number(pause)));
-    QVERIFY(number(report, "frames", "shown") >= 30);
+    QVERIFY(number(json, "frames", "shown") >= 30);
 }
 
 void TestLiveViewer::signal_endsRunAndWritesOutputs_data()
@@ -257,7 +233,7 @@ void TestLiveViewer::signal_endsRunAndWritesOutputs()
     viewer.sendSignal(signal);
     QCOMPARE(viewer.exitStatus(), 0);
     QVERIFY(!QImage(path("shot.png")).isNull());
-    QVERIFY(number(readJson(path("report.json")), "frames", "shown") >= 1);
+    QVERIFY(number(report(), "frames", "shown") >= 1);
 }
 
 void TestLiveViewer::hangup_opensTheStreamAnew()
@@ -272,9 +248,8 @@ void TestLiveViewer::hangup_opensTheStreamAnew()
         QVERIFY(viewer.waitForLine(mWaiting));
     }
     QVERIFY(viewer.waitForLine(mShowing));
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
-    QVERIFY(number(readJson(path("report.json")), "frames", "shown") >= 3);
+    QVERIFY(end(viewer));
+    QVERIFY(number(report(), "frames", "shown") >= 3);
 }
 
 void TestLiveViewer::userSignal_savesAScreenshot()
@@ -290,8 +265,7 @@ void TestLiveViewer::userSignal_savesAScreenshot()
     viewer.sendSignal(SIGUSR1);
     QDir const shots(folder.path());
     QTRY_COMPARE(shots.entryList(QDir::Files).size(), 1);
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
     QString const name = shots.entryList(QDir::Files).first();
     QVERIFY(name.startsWith(QLatin1String("live-viewer-2")));
     QImage const shot(shots.filePath(name));
@@ -314,8 +288,7 @@ void TestLiveViewer::unwritableScreenshotFolder_isLoggedAndTheViewerGoesOn()
     viewer.sendSignal(SIGHUP);
     QVERIFY(viewer.waitForLine(mWaiting));
     QVERIFY(viewer.waitForLine(mShowing));
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
 }
 
 void TestLiveViewer::messages_goToTheSystemLog()
@@ -338,8 +311,7 @@ void TestLiveViewer::messages_goToTheSystemLog()
     for (int i = 0; i < 1000 && !complete(); ++i)
         lines += log.readLine() + '\n';
     QVERIFY2(complete(), lines);
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
 }
 
 void TestLiveViewer::frameLog_hasALineForEachFrame()
@@ -354,7 +326,7 @@ void TestLiveViewer::frameLog_hasALineForEachFrame()
     QVERIFY(file.open(QIODevice::ReadOnly));
     QList<QByteArray> lines = file.readAll().split('\n');
     QCOMPARE(lines.takeLast(), QByteArray());
-    double const shown = number(readJson(path("report.json")), "frames", "shown");
+    double const shown = number(report(), "frames", "shown");
     QCOMPARE(double(lines.size()), shown);
     qint64 before = 0;
     QSet<qint64> frames;

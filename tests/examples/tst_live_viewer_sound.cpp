@@ -1,16 +1,10 @@
-#include <csignal>
-
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QJsonObject>
-#include <QTemporaryDir>
-#include <QtTest>
 
-#include "childprogram.h"
+#include "livestreamtest.h"
 #include "messagecheck.h"
 #include "soundanalysis.h"
 #include "soundrecorder.h"
-#include "streamplace.h"
 
 using namespace soundanalysis;
 
@@ -44,7 +38,7 @@ constexpr int Patience = 20000;
 
 } // namespace
 
-class TestLiveViewerSound : public QObject
+class TestLiveViewerSound : public LiveStreamTest
 {
     Q_OBJECT
 
@@ -63,45 +57,28 @@ private Q_SLOTS:
     void noSoundServer_isToldOnceAndThePictureGoesOn();
 
 private:
-    static void addRenderers()
-    {
-        QTest::addColumn<QString>("renderer");
-        QTest::newRow("gl") << QStringLiteral("gl");
-        QTest::newRow("image") << QStringLiteral("image");
-    }
-
-    QString path(char const* file) const { return mFolder.filePath(QString::fromLatin1(file)); }
-
     QStringList viewing(QStringList const& more) const
     {
-        return QStringList{QStringLiteral("--stream"), QStringLiteral("test camera"),
-                   QStringLiteral("--verbose"), QStringLiteral("--report"), path("report.json")} +
-               more;
+        return LiveStreamTest::viewing({QStringLiteral("--verbose")}) + more;
     }
 
-    QJsonObject audioReport() const
+    /** Waits until the viewer shows the stream and it is heard. */
+    bool isShownAndHeard(ChildProgram& viewer, SoundRecorder const& recorder) const
     {
-        return readJson(path("report.json"))[QLatin1String("audio")].toObject();
+        return viewer.waitForLine(mShowing) &&
+               QTest::qWaitFor([&] { return isHeard(recorder); }, Patience);
     }
+
+    QJsonObject audioReport() const { return report()[QLatin1String("audio")].toObject(); }
 
     bool isAudioNull() const
     {
-        QJsonObject const report = readJson(path("report.json"));
-        return report.contains(QLatin1String("audio")) && report[QLatin1String("audio")].isNull();
+        QJsonObject const json = report();
+        return json.contains(QLatin1String("audio")) && json[QLatin1String("audio")].isNull();
     }
 
     /** A viewer that plays to the device @p name; how often its log says that there is none. */
     int complaints(QString const& name, QProcessEnvironment const& environment);
-
-    QString const mViewer = QStringLiteral("live-viewer");
-    QString const mPublisher = QStringLiteral("shm-publish");
-    QStringList const mPublishing{QStringLiteral("--name"), QStringLiteral("test camera"),
-        QStringLiteral("--size"), QStringLiteral("320x180"), QStringLiteral("--rate"),
-        QStringLiteral("25")};
-    QByteArray const mShowing = "live-viewer: showing stream 'test camera'";
-    QByteArray const mWaiting = "live-viewer: waiting for stream 'test camera'";
-    StreamPlace mPlace;
-    QTemporaryDir mFolder;
 };
 
 void TestLiveViewerSound::stream_isHeardAndReported()
@@ -111,12 +88,10 @@ void TestLiveViewerSound::stream_isHeardAndReported()
     QVERIFY(recorder.isRecording());
     ChildProgram const publisher(mPublisher, mPublishing);
     ChildProgram viewer(mViewer, viewing({QStringLiteral("--renderer"), renderer}));
-    QVERIFY(viewer.waitForLine(mShowing));
-    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    QVERIFY(isShownAndHeard(viewer, recorder));
     QTest::qWait(4000);
     SoundRecording const recording = recorder.recording();
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
 
     Part const heard = latest(recording, 3000);
     QCOMPARE(qRound(toneFrequency(heard, Frequency, Rate)), Frequency);
@@ -140,16 +115,13 @@ void TestLiveViewerSound::publisherKilledAndRestarted_isHeardAgain()
     SoundRecorder const recorder;
     ChildProgram publisher(mPublisher, mPublishing);
     ChildProgram viewer(mViewer, viewing({QStringLiteral("--renderer"), renderer}));
-    QVERIFY(viewer.waitForLine(mShowing));
-    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    QVERIFY(isShownAndHeard(viewer, recorder));
     publisher.kill();
     QVERIFY(viewer.waitForLine(mWaiting));
     QTRY_VERIFY_WITH_TIMEOUT(isSilent(recorder), Patience);
     ChildProgram const again(mPublisher, mPublishing);
-    QVERIFY(viewer.waitForLine(mShowing));
-    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(isShownAndHeard(viewer, recorder));
+    QVERIFY(end(viewer));
 }
 
 void TestLiveViewerSound::publisherReplacedAtOnce_isHeardOn()
@@ -157,14 +129,12 @@ void TestLiveViewerSound::publisherReplacedAtOnce_isHeardOn()
     SoundRecorder const recorder;
     ChildProgram publisher(mPublisher, mPublishing);
     ChildProgram viewer(mViewer, viewing({}));
-    QVERIFY(viewer.waitForLine(mShowing));
-    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    QVERIFY(isShownAndHeard(viewer, recorder));
     publisher.kill();
     ChildProgram const again(mPublisher, mPublishing);
     QTest::qWait(2000);
     QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
 }
 
 void TestLiveViewerSound::hangup_isHeardAgain()
@@ -172,15 +142,13 @@ void TestLiveViewerSound::hangup_isHeardAgain()
     SoundRecorder const recorder;
     ChildProgram const publisher(mPublisher, mPublishing);
     ChildProgram viewer(mViewer, viewing({}));
-    QVERIFY(viewer.waitForLine(mShowing));
-    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    QVERIFY(isShownAndHeard(viewer, recorder));
     viewer.sendSignal(SIGHUP);
     QVERIFY(viewer.waitForLine(mWaiting));
     QVERIFY(viewer.waitForLine(mShowing));
     QTest::qWait(500);
     QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
 }
 
 void TestLiveViewerSound::streamThatGetsSound_isHeard()
@@ -193,8 +161,7 @@ void TestLiveViewerSound::streamThatGetsSound_isHeard()
     publisher.kill();
     ChildProgram const again(mPublisher, mPublishing);
     QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
 }
 
 void TestLiveViewerSound::streamThatLosesItsSound_isShownOn()
@@ -202,15 +169,13 @@ void TestLiveViewerSound::streamThatLosesItsSound_isShownOn()
     SoundRecorder const recorder;
     ChildProgram publisher(mPublisher, mPublishing);
     ChildProgram viewer(mViewer, viewing({}));
-    QVERIFY(viewer.waitForLine(mShowing));
-    QTRY_VERIFY_WITH_TIMEOUT(isHeard(recorder), Patience);
+    QVERIFY(isShownAndHeard(viewer, recorder));
     publisher.kill();
     QVERIFY(viewer.waitForLine(mWaiting));
     ChildProgram const again(mPublisher, mPublishing + QStringList{QStringLiteral("--no-audio")});
     QVERIFY(viewer.waitForLine(mShowing));
     QTRY_VERIFY_WITH_TIMEOUT(isSilent(recorder), Patience);
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
 }
 
 void TestLiveViewerSound::streamWithoutSound_isShown()
@@ -220,8 +185,7 @@ void TestLiveViewerSound::streamWithoutSound_isShown()
     ChildProgram viewer(mViewer, viewing({QStringLiteral("--vstd")}));
     QVERIFY(viewer.waitForLine(mShowing));
     QTest::qWait(1500);
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
     QVERIFY(isAudioNull());
     QByteArray const log = viewer.output();
     QVERIFY2(!log.contains("warning") && !log.contains("error"), log);
@@ -235,8 +199,7 @@ void TestLiveViewerSound::noAudio_staysSilent()
     QVERIFY(viewer.waitForLine(mShowing));
     QTest::qWait(1500);
     QVERIFY(isSilent(recorder));
-    viewer.sendSignal(SIGTERM);
-    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(end(viewer));
     QVERIFY(isAudioNull());
 }
 
@@ -249,7 +212,7 @@ int TestLiveViewerSound::complaints(QString const& name, QProcessEnvironment con
         environment);
     if (viewer.exitStatus() != 0 || !isAudioNull())
         return -1;
-    QJsonObject const frames = readJson(path("report.json"))[QLatin1String("frames")].toObject();
+    QJsonObject const frames = report()[QLatin1String("frames")].toObject();
     if (frames[QLatin1String("shown")].toInt() < 40)
         return -1;
     QByteArray const log = viewer.output();

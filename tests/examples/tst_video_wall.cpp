@@ -1,3 +1,5 @@
+#include <csignal>
+
 #include <QCoreApplication>
 #include <QFile>
 #include <QJsonArray>
@@ -25,6 +27,8 @@ class TestVideoWall : public QObject
 private Q_SLOTS:
     void wrongUsage_exitsWith2();
     void fourStreamsOfDifferentSizes_oneMissing_areShownAndReported();
+    void signal_endsRunAndWritesOutputs_data();
+    void signal_endsRunAndWritesOutputs();
     void unwritableOutput_exitsWith1();
 
 private:
@@ -87,6 +91,31 @@ void TestVideoWall::fourStreamsOfDifferentSizes_oneMissing_areShownAndReported()
             QVERIFY2(background < (i == 1 ? 0.6 : 0.01), qPrintable(QString::number(background)));
         }
     }
+}
+
+void TestVideoWall::signal_endsRunAndWritesOutputs_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGTERM") << SIGTERM;
+}
+
+void TestVideoWall::signal_endsRunAndWritesOutputs()
+{
+    QFETCH(int, signal);
+    QFile::remove(path("wall.json"));
+    // The first line of the log says that it has come so far; before, a signal would kill it.
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("qt.qpa.gl=true"));
+    ChildProgram wall(QStringLiteral("video-wall"),
+        {QStringLiteral("--count"), QStringLiteral("1"), QStringLiteral("--report"),
+            path("wall.json"), QStringLiteral("--vstd"), QStringLiteral("-v"),
+            QStringLiteral("debug")},
+        environment);
+    QTRY_VERIFY_WITH_TIMEOUT(!wall.output().isEmpty(), 20000);
+    wall.sendSignal(signal);
+    QCOMPARE(wall.exitStatus(), 0);
+    QVERIFY(readJson(path("wall.json")).contains(QLatin1String("streams")));
 }
 
 void TestVideoWall::unwritableOutput_exitsWith1()
