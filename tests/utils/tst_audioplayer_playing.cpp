@@ -461,6 +461,7 @@ void AudioPlayerPlayingTest::counters_areThoseOfReader()
     QVERIFY(mStage->startPlaying());
     mStage->sound.pull(19200);
     QCOMPARE(player()->reanchors(), qint64{0});
+    QCOMPARE(player()->skippedTime(), qint64{0});
     QCOMPARE(player()->silentFrames(), qint64{0});
     QCOMPARE(player()->underruns(), qint64{0});
 
@@ -469,6 +470,7 @@ void AudioPlayerPlayingTest::counters_areThoseOfReader()
     mStage->sound.pull(19200);
 
     QCOMPARE(player()->reanchors(), qint64{1});
+    QCOMPARE(player()->skippedTime(), qint64{900000});
     QCOMPARE(player()->silentFrames(), qint64{3800});
     QCOMPARE(player()->underruns(), qint64{1});
 }

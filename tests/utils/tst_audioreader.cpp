@@ -145,6 +145,8 @@ void AudioReaderTest::openAgain_startsOver()
     QCOMPARE(bench.reader.underruns(), qint64{2});
     QCOMPARE(bench.reader.silentFrames(), qint64{960});
     QCOMPARE(bench.reader.reanchors(), qint64{1});
+    // It had read 10 ms since it was placed.
+    QCOMPARE(bench.reader.skippedTime(), qint64{990000});
     bench.reader.close();
 
     QVERIFY(bench.open());
@@ -153,6 +155,7 @@ void AudioReaderTest::openAgain_startsOver()
     QCOMPARE(bench.reader.underruns(), qint64{0});
     QCOMPARE(bench.reader.silentFrames(), qint64{0});
     QCOMPARE(bench.reader.reanchors(), qint64{0});
+    QCOMPARE(bench.reader.skippedTime(), qint64{0});
 }
 
 void AudioReaderTest::close_letsGoAndKeepsTheStart()
