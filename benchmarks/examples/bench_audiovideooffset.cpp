@@ -167,6 +167,9 @@ int main(int argc, char** argv)
     report.add("picture before sound: least", Unit::Seconds, {percentile(offsets, 0)});
     report.add("picture before sound: most", Unit::Seconds, {percentile(offsets, 1)});
     report.add("distance: p95", Unit::Seconds, {percentile(distances, 0.95)});
+    report.add("flashes within a frame interval", Unit::Count,
+        {double(std::count_if(distances.begin(), distances.end(),
+            [](double distance) { return distance <= 1.0 / frameRate; }))});
     report.add("drift a minute", Unit::Seconds, {drift(pairs) * minutes});
     report.add("flashes with a click", Unit::Count, {double(pairs.size())});
     report.add("seconds", Unit::Count, {double(seconds)});
@@ -176,6 +179,7 @@ int main(int argc, char** argv)
         {"picture before sound: least", "frame interval", "within 1"},
         {"picture before sound: most", "frame interval", "within 1"},
         {"distance: p95", "frame interval", "at most 1"},
+        {"flashes within a frame interval", "flashes with a click", "ratio 1"},
         {"drift a minute", "frame interval", ""},
         {"as the viewer sees it: p50", "picture before sound: p50", ""},
         {"flashes with a click", "seconds", ""},
