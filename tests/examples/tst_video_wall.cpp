@@ -112,7 +112,7 @@ void TestVideoWall::signal_endsRunAndWritesOutputs()
             path("wall.json"), QStringLiteral("--vstd"), QStringLiteral("-v"),
             QStringLiteral("debug")},
         environment);
-    QTRY_VERIFY_WITH_TIMEOUT(!wall.output().isEmpty(), 20000);
+    QVERIFY(QTest::qWaitFor([&wall] { return !wall.output().isEmpty(); }, 20000));
     wall.sendSignal(signal);
     QCOMPARE(wall.exitStatus(), 0);
     QVERIFY(readJson(path("wall.json")).contains(QLatin1String("streams")));

@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QWindow>
 #include <QtTest>
 
 #include "application/qvorlinapplication.h"
@@ -263,8 +264,8 @@ void TestViewer::inactivity_dimsUntilTheNextInput()
     QCOMPARE(qRound(AudioPlayer::getInstance()->volume() * 100), 90);
     QTRY_COMPARE(away.size(), 2);
     QTRY_COMPARE(f.brightness(), 0);
-    QTest::mouseMove(f.window(), QPoint(100, 100));
-    QTest::mouseMove(f.window(), QPoint(120, 120));
+    QTest::mouseMove(f.window()->windowHandle(), QPoint(100, 100));
+    QTest::mouseMove(f.window()->windowHandle(), QPoint(120, 120));
     QTRY_VERIFY(f.brightness() > 0);
 }
 
