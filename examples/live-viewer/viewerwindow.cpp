@@ -118,7 +118,8 @@ void ViewerWindow::showImage(QImage const& image)
 
 void ViewerWindow::setState(StreamState const& state)
 {
-    bool const gone = mState.present && !state.present;
+    // A frame may come to the screen before it is known that there is a stream.
+    bool const gone = !state.present && (mState.present || !mWaiting);
     bool const resized = state.size != mState.size;
     mState = state;
     mStatusLine->setState(state);

@@ -47,7 +47,8 @@ void StreamDisplay::connectFeed(StreamObserver& observer, VideoPump& pump)
 
 void StreamDisplay::setState(StreamState const& state)
 {
-    bool const gone = mState.present && !state.present;
+    // A frame may come to the screen before it is known that there is a stream.
+    bool const gone = !state.present && (mState.present || !mWaiting);
     mState = state;
     mView.overlay().setState(state);
     if (gone) {

@@ -69,6 +69,7 @@ private Q_SLOTS:
     void repeatedImage_isCountedButNotShownAgain();
     void repeatedImageOfAnotherSize_isShown();
     void streamGone_showsTheSpinnerUntilTheNextFrame();
+    void goneBeforeItsStateIsTold_showsTheSpinner();
     void stateOfTheStream_isWrittenBelow();
     void displayRate_isMeasured();
     void sound_hasMetersAndAFigure();
@@ -149,6 +150,17 @@ void TestViewerWindow::streamGone_showsTheSpinnerUntilTheNextFrame()
     QVERIFY(f.waitForShown(2));
     QVERIFY(!f.busy());
     QCOMPARE(f.showing.size(), 2);
+}
+
+void TestViewerWindow::goneBeforeItsStateIsTold_showsTheSpinner()
+{
+    Fixture f;
+    QVERIFY(f.show());
+    f.window.showImage(frame(wallClock()));
+    QVERIFY(f.waitForShown(1));
+    f.window.setState(StreamState());
+    QVERIFY(f.busy());
+    QCOMPARE(f.waiting.size(), 1);
 }
 
 void TestViewerWindow::stateOfTheStream_isWrittenBelow()
