@@ -9,7 +9,7 @@
 namespace {
 
 constexpr int Distance = 20; // from the picture's edges
-constexpr int MaxBarLength = 480;
+constexpr int MaxBarLength = 270;
 constexpr int BarThickness = 8;
 constexpr int BarSpacing = 5;
 constexpr int StrokeWidth = 3;
