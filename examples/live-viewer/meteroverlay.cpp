@@ -19,7 +19,7 @@ constexpr int StrokeSpacing = 2;
 constexpr QMargins Surround(30, 12, 18, 24);
 constexpr int CornerRadius = 6;
 constexpr int TextPixels = 10;
-constexpr int Marks[] = {-60, -40, -30, -20, -10, 0};
+constexpr int Marks[] = {-60, -50, -40, -30, -20, -10, 0};
 constexpr int Range = 60; // dB
 constexpr int MarkWidth = 30;
 
