@@ -89,15 +89,21 @@ void TestLiveViewerSound::stream_isHeardAndReported()
     ChildProgram const publisher(mPublisher, mPublishing);
     ChildProgram viewer(mViewer, viewing({QStringLiteral("--renderer"), renderer}));
     QVERIFY(isShownAndHeard(viewer, recorder));
-    QTest::qWait(4000);
-    SoundRecording const recording = recorder.recording();
+    // On a machine with other work there may be gaps, but not all the time.
+    SoundRecording recording;
+    QVERIFY(QTest::qWaitFor(
+        [&] {
+            recording = recorder.recording();
+            double const level = fitTone(latest(recording, 1500), Frequency, Rate).amplitude;
+            return qAbs(level - ToneLevel) < 100;
+        },
+        Patience));
     QVERIFY(end(viewer));
 
-    Part const heard = latest(recording, 3000);
+    Part const heard = latest(recording, 1500);
     QCOMPARE(qRound(toneFrequency(heard, Frequency, Rate)), Frequency);
-    QVERIFY(qAbs(fitTone(latest(recording, 3000), Frequency, Rate).amplitude - ToneLevel) < 400);
-    int const clicks = int(findClicks(heard, ClickLevel, Rate).size());
-    QVERIFY2(clicks >= 2 && clicks <= 4, qPrintable(QString::number(clicks)));
+    auto const clicks = findClicks(heard, ClickLevel, Rate).size();
+    QVERIFY2(clicks >= 1 && clicks <= 2, qPrintable(QString::number(clicks)));
 
     QJsonObject const audio = audioReport();
     QCOMPARE(audio[QLatin1String("delayMs")].toInt(), 200);
