@@ -175,6 +175,9 @@ std::string play(Report& report, const std::string& stream, int seconds)
     waitSeconds(seconds + listeningSeconds);
     player->stop();
     const SoundRecording recording = recorder.recording();
+    // What follows takes longer than the output has sound for, and Qt's PulseAudio output can end
+    // the process when it is destroyed after it ran dry.
+    bare.stop();
 
     report.add("AudioPlayer: gaps heard", Report::Unit::Count, {gaps(recording, recording.left())});
     report.add(

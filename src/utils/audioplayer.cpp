@@ -37,7 +37,7 @@ AudioPlayer::AudioPlayer()
 AudioPlayer::~AudioPlayer()
 {
     stop();
-    delete mAudioOutput;
+    deleteOutput();
 }
 
 bool AudioPlayer::setDevice(QString const& name)
@@ -248,7 +248,7 @@ void AudioPlayer::prepareOutput(QAudioFormat const& format)
     if (mAudioOutput && mAudioOutput->format() == format) {
         mAudioOutput->reset();
     } else {
-        delete mAudioOutput;
+        deleteOutput();
         mAudioOutput = new QAudioOutput(mOutDevice, format, nullptr);
     }
     mAudioOutput->setVolume(effectiveVolume());
@@ -256,6 +256,15 @@ void AudioPlayer::prepareOutput(QAudioFormat const& format)
         Qt::UniqueConnection);
     connect(mAudioOutput, &QAudioOutput::notify, this, &AudioPlayer::onFrameTimer,
         Qt::UniqueConnection);
+}
+
+void AudioPlayer::deleteOutput()
+{
+    // Qt's PulseAudio output can still feed itself while it is destroyed, and ends the process
+    // then.
+    if (mAudioOutput && mAudioOutput->state() != QAudio::StoppedState)
+        mAudioOutput->stop();
+    delete mAudioOutput;
 }
 
 double AudioPlayer::effectiveVolume() const

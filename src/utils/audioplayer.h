@@ -126,6 +126,7 @@ private:
     ~AudioPlayer() override;
 
     void prepareOutput(QAudioFormat const& format);
+    void deleteOutput();
     double effectiveVolume() const;
 
     static AudioPlayer* instance;

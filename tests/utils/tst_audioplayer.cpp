@@ -43,6 +43,7 @@ private slots:
     void instance_isMadeOnceAndGoneAfterTeardown();
     void newPlayer_hasDefaults();
     void teardown_stopsAndDeletesOutput();
+    void teardownOfIdleOutput_stopsItFirst();
     void metaObject_hasSignalsSlotsAndProperties();
     void outputState_canBeQueued();
 
@@ -120,6 +121,15 @@ void AudioPlayerTest::teardown_stopsAndDeletesOutput()
     QCOMPARE(fakelogger::takeCalls(),
         lines("enter: stop; debug: stopping audio output; debug: audio output stopped; "
               "leave: stop"));
+}
+
+void AudioPlayerTest::teardownOfIdleOutput_stopsItFirst()
+{
+    QVERIFY(mStage->startPlaying());
+    mStage->sound.setState(QAudio::IdleState);
+    AudioPlayer::teardown();
+    QCOMPARE(mStage->sound.takeCalls(), lines("stop 1; delete 1"));
+    QCOMPARE(fakelogger::takeCalls(), lines("enter: stop; leave: stop"));
 }
 
 void AudioPlayerTest::metaObject_hasSignalsSlotsAndProperties()
