@@ -14,12 +14,12 @@ install(EXPORT QVorlinTargets NAMESPACE QVorlin:: DESTINATION ${package_dir})
 # tree can be moved.
 file(RELATIVE_PATH pc_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
-function(qvorlin_install_pc name library description requires)
+function(qvorlin_install_pc name library description requires requires_private)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in ${name}.pc @ONLY)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 endfunction()
 qvorlin_install_pc(qvorlin qvorlin "${PROJECT_DESCRIPTION}"
-    "Qt5Core Qt5Gui Qt5Widgets Qt5Multimedia qvorlin-shm")
-qvorlin_install_pc(qvorlin-shm qvorlin-shm "Media streams in shared memory: reader and writer" "")
-qvorlin_install_pc(qvorlin-logger qvorlin-logger "Logging to the system log and standard output" "")
+    "Qt5Core Qt5Gui Qt5Widgets Qt5Multimedia qvorlin-shm" "libdrm")
+qvorlin_install_pc(qvorlin-shm qvorlin-shm "Media streams in shared memory: reader and writer" "" "")
+qvorlin_install_pc(qvorlin-logger qvorlin-logger "Logging to the system log and standard output" "" "")
