@@ -21,7 +21,8 @@ static bool isLit(QJsonObject const& output)
 {
     static QStringList const darkModes{
         QStringLiteral("ignore"), QStringLiteral("off"), QStringLiteral("skip")};
-    return !darkModes.contains(output[QLatin1String("mode")].toString());
+    return !output[QLatin1String("name")].toString().isEmpty() &&
+           !darkModes.contains(output[QLatin1String("mode")].toString());
 }
 
 /** What Qt as published calls that connector: it has names for two types more. */
@@ -47,12 +48,12 @@ static QJsonArray adaptOutputs(QJsonArray const& outputs)
     QJsonArray adapted;
     for (QJsonValue const element : outputs) {
         QJsonObject output = element.toObject();
-        QString const name = output[QLatin1String("name")].toString();
+        QString const name = output.value(QLatin1String("name")).toString();
         // Two connectors can have one name, and the word for the second would hold for both.
         if (!isLit(output) && lit.contains(name))
             continue;
         output.remove(QLatin1String("crtcmask"));
-        if (output[QLatin1String("mode")] == QLatin1String("ignore"))
+        if (output.value(QLatin1String("mode")) == QLatin1String("ignore"))
             output[QLatin1String("mode")] = QStringLiteral("skip");
         for (QString const& stockName : stockNames(name)) {
             output[QLatin1String("name")] = stockName;
@@ -94,7 +95,7 @@ bool adaptConfigForStockPlugin()
     if (config.isEmpty())
         return false;
     // Without a list all connected outputs are lit, so that one remains.
-    QJsonArray const outputs = config[QLatin1String("outputs")].toArray();
+    QJsonArray const outputs = config.value(QLatin1String("outputs")).toArray();
     if (!outputs.isEmpty()) {
         QJsonArray const adapted = adaptOutputs(outputs);
         if (adapted.isEmpty())
