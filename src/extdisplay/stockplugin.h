@@ -22,8 +22,9 @@ namespace extdisplay {
  * - says "skip" where the text has "ignore", and never reads "crtcmask".
  * - tells outputs apart by their names alone, and calls connectors of the types Virtual and DSI so,
  *   which have no name in the text but "UNKNOWN1".
- * - sets the display's preferred mode where it doesn't know the mode. It knows "1920x1080",
- *   "1920x1080@60", "off", "current", "preferred" and modelines.
+ * - sets the display's preferred mode where it doesn't know the mode or the display doesn't offer it.
+ *   It knows "1920x1080", "1920x1080@60", "off", "current", "preferred" and modelines, which it
+ *   sets whether or not the display offers them.
  * - crashes when no screen remains. A text that skips all its outputs stays as it is; besides,
  *   a program should not select an output without a display (requireConnected).
  *
