@@ -17,6 +17,9 @@ namespace {
 
 std::atomic<FakeDrm*> fake{nullptr};
 
+constexpr uint32_t dpmsProperty = 1;
+constexpr uint32_t edidProperty = 2;
+
 template<typename Function>
 Function* next(char const* name)
 {
@@ -61,7 +64,8 @@ QStringList FakeDrm::takeCalls()
 int FakeDrm::outstanding() const
 {
     QMutexLocker const locker(&mMutex);
-    return int(mDescriptors.size() + mResources.size() + mHandedOut.size());
+    return int(mDescriptors.size() + mResources.size() + mHandedOut.size() + mProperties.size() +
+               mBlobs.size());
 }
 
 void FakeDrm::checkDescriptor(int descriptor) const
@@ -99,8 +103,10 @@ drmModeRes* FakeDrm::getResources(int descriptor)
     QMutexLocker const locker(&mMutex);
     checkDescriptor(descriptor);
     mCalls.append(QStringLiteral("resources"));
-    if (resourcesFail)
+    if (resourcesFail) {
+        errno = EOPNOTSUPP;
         return nullptr;
+    }
     auto* const resources = new drmModeRes{};
     std::vector<uint32_t>& ids = mResources[resources];
     for (uint32_t id = 1; id <= connectors.size(); ++id)
@@ -135,7 +141,17 @@ drmModeConnector* FakeDrm::getConnector(int descriptor, uint32_t id, bool probe)
     connector->connector_type_id = known.typeId;
     connector->connection =
         probe ? known.probedConnection.value_or(known.connection) : known.connection;
-    mHandedOut.insert(connector);
+    connector->mmWidth = known.widthMm;
+    connector->mmHeight = known.heightMm;
+    connector->count_modes = int(known.modes.size());
+    connector->modes = const_cast<drmModeModeInfo*>(known.modes.data());
+    // The number of its blob is the connector's; that of no blob is 0.
+    Values& properties = mHandedOut[connector];
+    properties.ids = {dpmsProperty, edidProperty};
+    properties.values = {0, known.edid ? id : 0};
+    connector->count_props = int(properties.ids.size());
+    connector->props = properties.ids.data();
+    connector->prop_values = properties.values.data();
     return connector;
 }
 
@@ -146,6 +162,47 @@ void FakeDrm::freeConnector(drmModeConnector* connector)
         qFatal("this connector is not there to be freed");
     mCalls.append(QStringLiteral("free %1").arg(connector->connector_id));
     delete connector;
+}
+
+drmModePropertyRes* FakeDrm::getProperty(int descriptor, uint32_t id)
+{
+    QMutexLocker const locker(&mMutex);
+    checkDescriptor(descriptor);
+    mCalls.append(QStringLiteral("property %1").arg(id));
+    auto* const property = new drmModePropertyRes{};
+    property->prop_id = id;
+    std::strcpy(property->name, id == edidProperty ? "EDID" : "DPMS");
+    mProperties.insert(property);
+    return property;
+}
+
+void FakeDrm::freeProperty(drmModePropertyRes* property)
+{
+    QMutexLocker const locker(&mMutex);
+    if (mProperties.erase(property) == 0)
+        qFatal("this property is not there to be freed");
+    delete property;
+}
+
+drmModePropertyBlobRes* FakeDrm::getPropertyBlob(int descriptor, uint32_t id)
+{
+    QMutexLocker const locker(&mMutex);
+    checkDescriptor(descriptor);
+    mCalls.append(QStringLiteral("blob %1").arg(id));
+    if (id == 0)
+        return nullptr;
+    QByteArray& edid = connectors.at(id - 1).edid.value();
+    auto* const blob = new drmModePropertyBlobRes{id, uint32_t(edid.size()), edid.data()};
+    mBlobs.insert(blob);
+    return blob;
+}
+
+void FakeDrm::freePropertyBlob(drmModePropertyBlobRes* blob)
+{
+    QMutexLocker const locker(&mMutex);
+    if (mBlobs.erase(blob) == 0)
+        qFatal("this blob is not there to be freed");
+    delete blob;
 }
 
 EXPORTED int open(char const* path, int flags, ...)
@@ -191,4 +248,24 @@ EXPORTED drmModeConnectorPtr drmModeGetConnector(int descriptor, uint32_t id)
 EXPORTED void drmModeFreeConnector(drmModeConnectorPtr connector)
 {
     fake.load()->freeConnector(connector);
+}
+
+EXPORTED drmModePropertyPtr drmModeGetProperty(int descriptor, uint32_t id)
+{
+    return fake.load()->getProperty(descriptor, id);
+}
+
+EXPORTED void drmModeFreeProperty(drmModePropertyPtr property)
+{
+    fake.load()->freeProperty(property);
+}
+
+EXPORTED drmModePropertyBlobPtr drmModeGetPropertyBlob(int descriptor, uint32_t id)
+{
+    return fake.load()->getPropertyBlob(descriptor, id);
+}
+
+EXPORTED void drmModeFreePropertyBlob(drmModePropertyBlobPtr blob)
+{
+    fake.load()->freePropertyBlob(blob);
 }

@@ -31,6 +31,11 @@ public:
         std::optional<drmModeConnection> probedConnection = {};
         bool currentFails = false;
         bool probeFails = false;
+        std::vector<drmModeModeInfo> modes = {};
+        uint32_t widthMm = 0;
+        uint32_t heightMm = 0;
+        /** What its display says about itself, if anything. */
+        std::optional<QByteArray> edid = {};
     };
 
     FakeDrm();
@@ -47,7 +52,7 @@ public:
     QStringList takeCalls();
     /** The flags that the device was last opened with. */
     int openFlags() const { return mOpenFlags; }
-    /** What was handed out and has not come back: descriptors, resources and connectors. */
+    /** What was handed out and has not come back: descriptors, resources, connectors and so on. */
     int outstanding() const;
 
     // For the functions of the libraries.
@@ -57,15 +62,27 @@ public:
     void freeResources(drmModeRes* resources);
     drmModeConnector* getConnector(int descriptor, uint32_t id, bool probe);
     void freeConnector(drmModeConnector* connector);
+    drmModePropertyRes* getProperty(int descriptor, uint32_t id);
+    void freeProperty(drmModePropertyRes* property);
+    drmModePropertyBlobRes* getPropertyBlob(int descriptor, uint32_t id);
+    void freePropertyBlob(drmModePropertyBlobRes* blob);
 
 private:
+    struct Values
+    {
+        std::vector<uint32_t> ids;
+        std::vector<uint64_t> values;
+    };
+
     void checkDescriptor(int descriptor) const;
 
     mutable QMutex mMutex;
     QStringList mCalls;
     std::set<int> mDescriptors;
     std::map<drmModeRes*, std::vector<uint32_t>> mResources;
-    std::set<drmModeConnector*> mHandedOut;
+    std::map<drmModeConnector*, Values> mHandedOut;
+    std::set<drmModePropertyRes*> mProperties;
+    std::set<drmModePropertyBlobRes*> mBlobs;
     int mOpenFlags = 0;
 };
 
