@@ -1,0 +1,99 @@
+#include "widgets/qrcode.h"
+
+#include <memory>
+
+#include <QBrush>
+#include <QPainter>
+#include <QPen>
+
+#include <qrencode.h>
+
+namespace {
+
+struct SymbolDeleter
+{
+    void operator()(QRcode* symbol) const { QRcode_free(symbol); }
+};
+using Symbol = std::unique_ptr<QRcode, SymbolDeleter>;
+
+QRecLevel encoderLevel(QRErrorCorrLevel level)
+{
+    constexpr QRecLevel levels[] = {QR_ECLEVEL_L, QR_ECLEVEL_M, QR_ECLEVEL_Q, QR_ECLEVEL_H};
+    return level >= QRErrorCorrLow && level <= QRErrorCorrHigh ? levels[level] : QR_ECLEVEL_L;
+}
+
+/** Null when the data can't be encoded. */
+Symbol encode(QByteArray const& data, int version, QRErrorCorrLevel level)
+{
+    auto const* bytes = reinterpret_cast<unsigned char const*>(data.constData());
+    Symbol symbol(QRcode_encodeData(data.size(), bytes, version, encoderLevel(level)));
+    // The encoder takes the version for the least one, and goes on to larger ones by itself.
+    int const widest = 17 + 4 * version;
+    if (symbol && version > 0 && symbol->width > widest)
+        return nullptr;
+    return symbol;
+}
+
+int sideOf(QRcode const& symbol, int moduleSize, int margin)
+{
+    return symbol.width * moduleSize + 2 * margin;
+}
+
+void paint(QPainter& painter, QPoint const& topLeft, QRcode const& symbol, QColor const& background,
+    QColor const& foreground, int moduleSize, int margin)
+{
+    int const side = sideOf(symbol, moduleSize, margin);
+    painter.fillRect(QRect(topLeft, QSize(side, side)), background);
+    if (moduleSize == 0)
+        return;
+    QBrush const brush(foreground);
+    QPoint const origin = topLeft + QPoint(margin, margin);
+    unsigned char const* module = symbol.data;
+    for (int y = 0; y < symbol.width; ++y) {
+        for (int x = 0; x < symbol.width; ++x, ++module) {
+            if (*module & 1) {
+                painter.fillRect(origin.x() + x * moduleSize, origin.y() + y * moduleSize,
+                    moduleSize, moduleSize, brush);
+            }
+        }
+    }
+}
+
+} // namespace
+
+QPixmap createQRCode(QByteArray const& data, int version, QRErrorCorrLevel level,
+    QColor const& background, QColor const& foreground, int moduleSize, int margin)
+{
+    Symbol const symbol = encode(data, version, level);
+    if (!symbol)
+        return QPixmap();
+    int const side = sideOf(*symbol, moduleSize, margin);
+    QPixmap pixmap(side, side);
+    if (pixmap.isNull())
+        return pixmap;
+    // A new pixmap holds anything; what is painted over may show it.
+    if (background.alpha() < 255)
+        pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    paint(painter, QPoint(0, 0), *symbol, background, foreground, moduleSize, margin);
+    return pixmap;
+}
+
+bool drawQRCode(QPainter& painter, QPoint const& topLeft, QByteArray const& data, int version,
+    QRErrorCorrLevel level, QColor const& background, QColor const& foreground, int moduleSize,
+    int margin)
+{
+    Symbol const symbol = encode(data, version, level);
+    if (!symbol)
+        return false;
+    paint(painter, topLeft, *symbol, background, foreground, moduleSize, margin);
+    return true;
+}
+
+bool drawQRCode(QPainter& painter, QPoint const& topLeft, QByteArray const& data, int version,
+    QRErrorCorrLevel level, int margin)
+{
+    QPen const& pen = painter.pen();
+    return drawQRCode(painter, topLeft, data, version, level, painter.background().color(),
+        pen.color(), pen.width(), margin);
+}
