@@ -1,10 +1,12 @@
 #include "widgets/qrcode.h"
 
 #include <memory>
+#include <vector>
 
 #include <QBrush>
 #include <QPainter>
 #include <QPen>
+#include <QRect>
 
 #include <qrencode.h>
 
@@ -39,24 +41,39 @@ int sideOf(QRcode const& symbol, int moduleSize, int margin)
     return symbol.width * moduleSize + 2 * margin;
 }
 
-void paint(QPainter& painter, QPoint const& topLeft, QRcode const& symbol, QColor const& background,
-    QColor const& foreground, int moduleSize, int margin)
+/** A square for each dark module. */
+std::vector<QRect> darkModules(QRcode const& symbol, QPoint const& topLeft, int moduleSize)
 {
-    int const side = sideOf(symbol, moduleSize, margin);
-    painter.fillRect(QRect(topLeft, QSize(side, side)), background);
-    if (moduleSize == 0)
-        return;
-    QBrush const brush(foreground);
-    QPoint const origin = topLeft + QPoint(margin, margin);
+    std::vector<QRect> squares;
+    squares.reserve(size_t(symbol.width) * size_t(symbol.width));
     unsigned char const* module = symbol.data;
     for (int y = 0; y < symbol.width; ++y) {
         for (int x = 0; x < symbol.width; ++x, ++module) {
             if (*module & 1) {
-                painter.fillRect(origin.x() + x * moduleSize, origin.y() + y * moduleSize,
-                    moduleSize, moduleSize, brush);
+                squares.emplace_back(topLeft.x() + x * moduleSize, topLeft.y() + y * moduleSize,
+                    moduleSize, moduleSize);
             }
         }
     }
+    return squares;
+}
+
+void paint(QPainter& painter, QPoint const& topLeft, QRcode const& symbol, QColor const& background,
+    QColor const& foreground, int moduleSize, int margin)
+{
+    int const side = sideOf(symbol, moduleSize, margin);
+    painter.save();
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(background);
+    painter.drawRect(topLeft.x(), topLeft.y(), side, side);
+    if (moduleSize > 0) {
+        // In one call, since a call for each would take longer than the encoding.
+        std::vector<QRect> const squares =
+            darkModules(symbol, topLeft + QPoint(margin, margin), moduleSize);
+        painter.setBrush(foreground);
+        painter.drawRects(squares.data(), int(squares.size()));
+    }
+    painter.restore();
 }
 
 } // namespace
@@ -69,8 +86,9 @@ QPixmap createQRCode(QByteArray const& data, int version, QRErrorCorrLevel level
         return QPixmap();
     int const side = sideOf(*symbol, moduleSize, margin);
     QPixmap pixmap(side, side);
-    if (pixmap.isNull())
-        return pixmap;
+    // Of no size, or of more than there is memory for; the latter doesn't call itself null.
+    if (!pixmap.paintEngine())
+        return QPixmap();
     // A new pixmap holds anything; what is painted over may show it.
     if (background.alpha() < 255)
         pixmap.fill(Qt::transparent);

@@ -26,13 +26,13 @@ enum QRErrorCorrLevel : int
  * Makes a picture of the QR code of @p data, which is taken as bytes.
  *
  * @p version is how large the code is, from 1 (21 modules a side) in steps of 4 modules to 40 (177
- * modules); 0 is the smallest that holds the data. A @p level that has no name is
- * QRErrorCorrLow. A module is a square of @p moduleSize pixels, and around all of them lie @p
- * margin pixels, which should be four modules' worth for the sake of readers; neither may be
- * negative.
+ * modules); 0 is the smallest that holds the data. A @p level without a name is QRErrorCorrLow. A
+ * module is a square of @p moduleSize pixels; @p margin pixels lie around all of them, for readers
+ * at least four modules' worth. Neither may be negative.
  *
- * A null pixmap when there is no data, when it doesn't fit into the version, or for another version
- * than these. Thread-bound to the GUI thread, as pixmaps are.
+ * A null pixmap when there is no data, when it doesn't fit into the version, for another version
+ * than these, or when the picture has no pixels or too many. Thread-bound to the GUI thread, as
+ * pixmaps are.
  *
  * @code
  * const QPixmap code = createQRCode("https://example.org/", 0, QRErrorCorrMedium,
@@ -46,8 +46,8 @@ QVORLIN_EXPORT QPixmap createQRCode(QByteArray const& data, int version, QRError
  * Paints the same square at @p topLeft. The painter keeps its settings, and those that hold for
  * every fill (transformation, clipping, opacity, composition mode) hold here.
  *
- * False, with nothing painted, where createQRCode() would give a null pixmap for its data.
- * Reentrant: may be called in any thread that may use the painter.
+ * False, with nothing painted, when the data can't be encoded. Reentrant: may be called in any
+ * thread that may use the painter.
  */
 QVORLIN_EXPORT bool drawQRCode(QPainter& painter, QPoint const& topLeft, QByteArray const& data,
     int version, QRErrorCorrLevel level, QColor const& background, QColor const& foreground,
