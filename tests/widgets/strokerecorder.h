@@ -4,8 +4,6 @@
 #include <algorithm>
 
 #include <QColor>
-#include <QPaintDevice>
-#include <QPaintEngine>
 #include <QPainter>
 #include <QRect>
 #include <QVector>
@@ -13,66 +11,7 @@
 
 #include "widgets/audiometerwidget.h"
 
-struct Fill
-{
-    QRect rect;
-    QColor colour;
-};
-
-inline bool operator==(Fill const& one, Fill const& other)
-{
-    return one.rect == other.rect && one.colour == other.colour;
-}
-
-/** Paints nothing, but keeps what is filled. */
-class FillRecorder : public QPaintEngine
-{
-public:
-    FillRecorder()
-        : QPaintEngine(AllFeatures)
-    {}
-
-    bool begin(QPaintDevice*) override { return true; }
-    bool end() override { return true; }
-    void updateState(QPaintEngineState const& change) override
-    {
-        if (change.state() & DirtyBrush)
-            mColour = change.brush().color();
-    }
-    void drawRects(QRect const* rects, int count) override
-    {
-        for (int i = 0; i < count; ++i)
-            fills.append({rects[i], mColour});
-    }
-    void drawPixmap(QRectF const&, QPixmap const&, QRectF const&) override
-    {
-        qWarning("A pixmap was drawn");
-    }
-    void drawPath(QPainterPath const&) override { qWarning("A path was drawn"); }
-    Type type() const override { return User; }
-
-    QVector<Fill> fills;
-
-private:
-    QColor mColour;
-};
-
-class RecordingDevice : public QPaintDevice
-{
-public:
-    QPaintEngine* paintEngine() const override { return &mRecorder; }
-
-    QVector<Fill> const& fills() const { return mRecorder.fills; }
-
-protected:
-    int metric(PaintDeviceMetric metric) const override
-    {
-        return metric == PdmDevicePixelRatio || metric == PdmDevicePixelRatioScaled ? 1 : 1000;
-    }
-
-private:
-    mutable FillRecorder mRecorder;
-};
+#include "fillrecorder.h"
 
 inline QColor const Black(0, 0, 0);
 inline QColor const Green(0, 255, 0);
