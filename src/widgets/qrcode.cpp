@@ -30,8 +30,7 @@ Symbol encode(QByteArray const& data, int version, QRErrorCorrLevel level)
     auto const* bytes = reinterpret_cast<unsigned char const*>(data.constData());
     Symbol symbol(QRcode_encodeData(data.size(), bytes, version, encoderLevel(level)));
     // The encoder takes the version for the least one, and goes on to larger ones by itself.
-    int const widest = 17 + 4 * version;
-    if (symbol && version > 0 && symbol->width > widest)
+    if (symbol && version > 0 && (symbol->width - 17) / 4 > version)
         return nullptr;
     return symbol;
 }
