@@ -41,6 +41,7 @@ class OutputsMapTest : public QObject
 private Q_SLOTS:
     void init();
 
+    void defaultEntry_isEmpty();
     void fullEntry_isReadWhole();
     void keysThatAreAbsent_haveTheirDefaults();
     void valuesOfOtherTypes_haveTheirDefaults();
@@ -84,24 +85,30 @@ static BoardOutputInfo get(char const* output)
     return getOutputConnectorInfo(QString::fromUtf8(output));
 }
 
+static void verify(BoardOutputInfo const& info, BoardOutputInfo const& expected)
+{
+    QCOMPARE(info.output, expected.output);
+    QCOMPARE(info.name, expected.name);
+    QCOMPARE(info.qtConnectors, expected.qtConnectors);
+    QCOMPARE(info.crtcMask, expected.crtcMask);
+    QCOMPARE(info.audio, expected.audio);
+    QCOMPARE(info.fixedModes, expected.fixedModes);
+}
+
 static void verifyEmpty(BoardOutputInfo const& info)
 {
-    QCOMPARE(info.output, QString());
-    QCOMPARE(info.name, QString());
-    QCOMPARE(info.qtConnectors, QStringList());
-    QCOMPARE(info.crtcMask, 0);
-    QCOMPARE(info.audio, QString());
-    QCOMPARE(info.fixedModes, false);
+    verify(info, {{}, {}, {}, 0, {}, false});
+}
+
+static void verifyDefaults(BoardOutputInfo const& info)
+{
+    verify(info, {QStringLiteral("HDMI1"), {}, {}, -1, {}, false});
 }
 
 static void verifySynthesised(BoardOutputInfo const& info, char const* output)
 {
-    QCOMPARE(info.output, QString::fromUtf8(output));
-    QCOMPARE(info.name, QString::fromUtf8(output));
-    QCOMPARE(info.qtConnectors, list({output}));
-    QCOMPARE(info.crtcMask, -1);
-    QCOMPARE(info.audio, QString());
-    QCOMPARE(info.fixedModes, false);
+    QString const name = QString::fromUtf8(output);
+    verify(info, {name, name, {name}, -1, {}, false});
 }
 
 void OutputsMapTest::init()
@@ -119,42 +126,30 @@ void OutputsMapTest::writeTo(QString const& path, QByteArray const& text)
     QCOMPARE(file.write(text), qint64(text.size()));
 }
 
+void OutputsMapTest::defaultEntry_isEmpty()
+{
+    verifyEmpty(BoardOutputInfo());
+}
+
 void OutputsMapTest::fullEntry_isReadWhole()
 {
     write(R"({"outputs": {"out": {"name": "Bühne", "qtconnectors": ["DP1", "HDMI1"],
         "crtcmask": 2, "audio": "hw:1", "fixed-modes": true, "unheard of": {}}}})");
-    BoardOutputInfo const info = get("out");
-    QCOMPARE(info.output, QStringLiteral("out"));
-    QCOMPARE(info.name, QString::fromUtf8("Bühne"));
-    QCOMPARE(info.qtConnectors, list({"DP1", "HDMI1"}));
-    QCOMPARE(info.crtcMask, 2);
-    QCOMPARE(info.audio, QStringLiteral("hw:1"));
-    QCOMPARE(info.fixedModes, true);
+    verify(get("out"), {QStringLiteral("out"), QString::fromUtf8("Bühne"), list({"DP1", "HDMI1"}),
+                           2, QStringLiteral("hw:1"), true});
 }
 
 void OutputsMapTest::keysThatAreAbsent_haveTheirDefaults()
 {
     write(R"({"outputs": {"HDMI1": {}}})");
-    BoardOutputInfo const info = get("HDMI1");
-    QCOMPARE(info.output, QStringLiteral("HDMI1"));
-    QCOMPARE(info.name, QString());
-    QCOMPARE(info.qtConnectors, QStringList());
-    QCOMPARE(info.crtcMask, -1);
-    QCOMPARE(info.audio, QString());
-    QCOMPARE(info.fixedModes, false);
+    verifyDefaults(get("HDMI1"));
 }
 
 void OutputsMapTest::valuesOfOtherTypes_haveTheirDefaults()
 {
     write(R"({"outputs": {"HDMI1": {"name": 1, "qtconnectors": "HDMI1", "crtcmask": "2",
         "audio": null, "fixed-modes": 1}}})");
-    BoardOutputInfo const info = get("HDMI1");
-    QCOMPARE(info.output, QStringLiteral("HDMI1"));
-    QCOMPARE(info.name, QString());
-    QCOMPARE(info.qtConnectors, QStringList());
-    QCOMPARE(info.crtcMask, -1);
-    QCOMPARE(info.audio, QString());
-    QCOMPARE(info.fixedModes, false);
+    verifyDefaults(get("HDMI1"));
 }
 
 void OutputsMapTest::connectorsThatAreNoStrings_areEmptyStrings()
