@@ -23,9 +23,9 @@ class CustomVideoWidgetPrivate;
  * frame is held, and its slot of the stream occupied, for as long as it is shown. A frame of
  * another format than the one before stops the picture, and the next one starts it again.
  *
- * EGLFS has one OpenGL window and it must be the top level: there this is the only top-level widget,
- * with everything else as overlays (CustomSubWidget). As a child of another window it would end the
- * program.
+ * EGLFS has one OpenGL window and it must be the top level: there this is the only top-level
+ * widget, with everything else as overlays (CustomSubWidget). As a child of another window it would
+ * end the program.
  *
  * Thread-bound to the GUI thread; frames from other threads come through a queued connection to
  * updateFrame(). A frame that can't be shown is dropped and reported by renderErrorOccurred().
