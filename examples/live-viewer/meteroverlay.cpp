@@ -17,7 +17,6 @@ constexpr int StrokeSpacing = 2;
 
 // Around the bars: room for the names of the channels and for the scale.
 constexpr QMargins Surround(30, 12, 18, 24);
-constexpr int CornerRadius = 6;
 constexpr int TextPixels = 10;
 constexpr int Marks[] = {-60, -50, -40, -30, -20, -10, 0};
 constexpr int Range = 60; // dB
@@ -28,9 +27,16 @@ constexpr int MarkWidth = 30;
 MeterOverlay::MeterOverlay(renderlib::CustomVideoWidget* videoWidget)
     : AudioMeterGLWidget(videoWidget)
 {
-    setSpacing(BarSpacing);
-    setStrokeWidth(StrokeWidth);
-    setStrokeSpacing(StrokeSpacing);
+    setScale(1);
+}
+
+void MeterOverlay::setScale(double scale)
+{
+    mScale = scale;
+    setSpacing(scaled(BarSpacing));
+    setStrokeWidth(scaled(StrokeWidth));
+    setStrokeSpacing(scaled(StrokeSpacing));
+    fitInto(mPictureSize);
 }
 
 void MeterOverlay::setSoundChannels(int channels)
@@ -43,17 +49,14 @@ void MeterOverlay::setSoundChannels(int channels)
 void MeterOverlay::fitInto(QSize const& size)
 {
     mPictureSize = size;
-    int const room = size.width() - 2 * Distance - Surround.left() - Surround.right();
+    QMargins const around = surround();
+    int const distance = scaled(Distance);
+    int const room = size.width() - 2 * distance - around.left() - around.right();
     int const bars = std::max(1, mSoundChannels);
-    int const height = bars * BarThickness + (bars - 1) * BarSpacing;
-    setGeometry(Distance + Surround.left(), size.height() - Distance - Surround.bottom() - height,
-        qBound(1, room, MaxBarLength), height);
+    int const height = bars * scaled(BarThickness) + (bars - 1) * scaled(BarSpacing);
+    setGeometry(distance + around.left(), size.height() - distance - around.bottom() - height,
+        qBound(1, room, scaled(MaxBarLength)), height);
     mGround = QImage();
-}
-
-void MeterOverlay::setDimmed(bool dimmed)
-{
-    mFade.to(dimmed ? DimmedOpacity : 1);
 }
 
 void MeterOverlay::paint(QPainter* painter)
@@ -64,35 +67,39 @@ void MeterOverlay::paint(QPainter* painter)
         mGround = makeGround();
     double const opacity = painter->opacity();
     painter->setOpacity(mFade.value());
-    painter->drawImage(-Surround.left(), -Surround.top(), mGround);
+    painter->drawImage(-surround().left(), -surround().top(), mGround);
     AudioMeterGLWidget::paint(painter);
     painter->setOpacity(opacity);
 }
 
+QMargins MeterOverlay::surround() const
+{
+    return {scaled(Surround.left()), scaled(Surround.top()), scaled(Surround.right()),
+        scaled(Surround.bottom())};
+}
+
 QImage MeterOverlay::makeGround() const
 {
-    QRect const bars(Surround.left(), Surround.top(), width(), height());
-    QImage image(bars.marginsAdded(Surround).size(), QImage::Format_ARGB32_Premultiplied);
+    QMargins const around = surround();
+    QRect const bars(around.left(), around.top(), width(), height());
+    QImage image(bars.marginsAdded(around).size(), QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QColor(overlaystyle::EdgeColour));
-    painter.setBrush(QColor::fromRgba(overlaystyle::LineColour));
-    painter.drawRoundedRect(
-        QRectF(image.rect()).adjusted(0.5, 0.5, -0.5, -0.5), CornerRadius, CornerRadius);
+    overlaystyle::paintGround(painter, image.rect(), mScale);
 
     painter.setPen(QColor(overlaystyle::CaptionColour));
-    painter.setFont(overlaystyle::makeFont(TextPixels, true));
-    int const pitch = BarThickness + BarSpacing;
+    painter.setFont(overlaystyle::makeFont(scaled(TextPixels), true));
+    int const pitch = scaled(BarThickness) + scaled(BarSpacing);
     for (int channel = 0; channel < mSoundChannels && mSoundChannels > 1; ++channel) {
         QString const name = mSoundChannels == 2 ? QStringLiteral("LR").mid(channel, 1)
                                                  : QString::number(channel + 1);
-        QRect const place(0, bars.top() + channel * pitch, bars.left(), BarThickness);
+        QRect const place(0, bars.top() + channel * pitch, bars.left(), scaled(BarThickness));
         painter.drawText(place, Qt::AlignCenter, name);
     }
+    int const markWidth = scaled(MarkWidth);
     for (int const mark : Marks) {
         int const middle = bars.left() + bars.width() * (mark + Range) / Range;
-        QRect const place(middle - MarkWidth / 2, bars.bottom() + 1, MarkWidth, Surround.bottom());
+        QRect const place(middle - markWidth / 2, bars.bottom() + 1, markWidth, around.bottom());
         painter.drawText(place, Qt::AlignCenter, QString::number(mark));
     }
     return image;

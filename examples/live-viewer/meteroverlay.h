@@ -23,15 +23,21 @@ public:
     /** Places it at the lower edge of a picture of @p size. */
     void fitInto(QSize const& size);
 
+    /** Makes everything so many times as large as usual. */
+    void setScale(double scale);
+
     /** Lets it stand back, or come forth again. */
-    void setDimmed(bool dimmed);
+    void setDimmed(bool dimmed) { mFade.setDimmed(dimmed); }
 
     void paint(QPainter* painter) override;
 
 private:
+    int scaled(int pixels) const { return qRound(pixels * mScale); }
+    QMargins surround() const;
     QImage makeGround() const;
 
     QSize mPictureSize;
+    double mScale = 1;
     int mSoundChannels = 0;
     Fade mFade;
     QImage mGround; // null when it has to be made anew

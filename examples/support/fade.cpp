@@ -8,11 +8,16 @@ constexpr double DurationMs = 300;
 
 } // namespace
 
-void Fade::to(double opacity)
+void Fade::setDimmed(bool dimmed)
 {
-    mFrom = value();
-    mTo = opacity;
-    mTimer.start();
+    mDimmed = dimmed;
+    change();
+}
+
+void Fade::setShown(bool shown)
+{
+    mShown = shown;
+    change();
 }
 
 double Fade::value() const
@@ -21,4 +26,11 @@ double Fade::value() const
         return mTo;
     double const share = std::min(1.0, static_cast<double>(mTimer.elapsed()) / DurationMs);
     return mFrom + (mTo - mFrom) * share;
+}
+
+void Fade::change()
+{
+    mFrom = value();
+    mTo = !mShown ? 0 : mDimmed ? DimmedOpacity : 1;
+    mTimer.start();
 }

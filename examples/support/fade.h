@@ -6,17 +6,26 @@
 /** The opacity of what stands back. */
 constexpr double DimmedOpacity = 0.25;
 
-/** An opacity that changes smoothly; it is 1 at first. */
+/** The opacity of something that is shown, stands back or is hidden; it changes smoothly. */
 class Fade
 {
 public:
-    /** Begins to change to @p opacity, 0 to 1. */
-    void to(double opacity);
+    /** Lets it stand back, or come forth again. */
+    void setDimmed(bool dimmed);
 
-    /** The opacity at this moment. */
+    /** Hides it, or shows it again; it is shown at first. */
+    void setShown(bool shown);
+
+    bool isShown() const { return mShown; }
+
+    /** The opacity at this moment, 0 to 1. */
     double value() const;
 
 private:
+    void change();
+
+    bool mDimmed = false;
+    bool mShown = true;
     double mFrom = 1;
     double mTo = 1;
     QElapsedTimer mTimer; // invalid: no change yet

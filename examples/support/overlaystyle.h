@@ -4,6 +4,9 @@
 #include <QColor>
 #include <QFont>
 
+class QPainter;
+class QRect;
+
 /** How overlays look: the colours are those of the line below the picture in an ordinary window. */
 namespace overlaystyle {
 
@@ -13,6 +16,9 @@ constexpr QRgb TextColour = qRgb(230, 237, 243);
 constexpr QRgb CaptionColour = qRgb(139, 148, 158);
 
 QFont makeFont(int pixels, bool bold = false);
+
+/** Paints the dark ground of what lies in @p place, with round corners @p scale times as usual. */
+void paintGround(QPainter& painter, QRect const& place, double scale);
 
 } // namespace overlaystyle
 

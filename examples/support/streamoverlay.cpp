@@ -44,7 +44,7 @@ constexpr int ValueHeight = 22;
 constexpr LineStyle Wide = {52, 20, 10, 17, 15, 112, true};
 constexpr LineStyle Narrow = {30, 12, 8, 13, 12, 66, false};
 
-LineStyle const& lineStyle(int width)
+LineStyle const& lineStyle(double width)
 {
     return width >= WideFrom ? Wide : Narrow;
 }
@@ -92,9 +92,11 @@ void StreamOverlay::setAudioVideoOffset(std::optional<double> milliseconds)
     mLine = QImage();
 }
 
-void StreamOverlay::setDimmed(bool dimmed)
+void StreamOverlay::setScale(double scale)
 {
-    mFade.to(dimmed ? DimmedOpacity : 1);
+    mScale = scale;
+    mWheelDot = makeDot(WheelDotDiameter * scale, QColor(TextColour));
+    mLine = QImage();
 }
 
 void StreamOverlay::setNote(QString const& note)
@@ -121,32 +123,34 @@ void StreamOverlay::paint(QPainter* painter)
     painter->save();
     if (mWaiting)
         paintWheel(*painter);
-    if (mLine.isNull() || mLine.width() != width())
-        mLine = makeLine();
-    painter->setOpacity(mFade.value());
-    painter->drawImage(0, 0, mLine);
+    if (double const opacity = mFade.value(); opacity > 0) {
+        if (mLine.isNull() || mLine.width() != width())
+            mLine = makeLine();
+        painter->setOpacity(opacity);
+        painter->drawImage(0, 0, mLine);
+    }
     painter->restore();
     Q_EMIT painted(painter);
 }
 
 void StreamOverlay::paintWheel(QPainter& painter) const
 {
-    QPoint const centre(width() / 2, (height() + lineStyle(width()).height) / 2);
+    QPoint const centre(width() / 2, (height() + scaled(lineStyle(width() / mScale).height)) / 2);
     int const step = int(mTime.elapsed() / WheelStepMs % WheelDots);
     for (int dot = 0; dot < WheelDots; ++dot) {
         double const angle = 2 * Pi * dot / WheelDots;
         // The brightest goes round, the others follow as its tail.
         int const age = (step - dot + WheelDots) % WheelDots;
         painter.setOpacity(1 - 0.9 * age / (WheelDots - 1));
-        QPointF const place = WheelRadius * QPointF(std::cos(angle), std::sin(angle));
+        QPointF const place = mScale * WheelRadius * QPointF(std::cos(angle), std::sin(angle));
         painter.drawImage(centre + place.toPoint() - mWheelDot.rect().center(), mWheelDot);
     }
 
     painter.setOpacity(1);
-    painter.setFont(makeFont(WheelTextPixels));
+    painter.setFont(makeFont(scaled(WheelTextPixels)));
     painter.setPen(QColor(CaptionColour));
     QFontMetrics const metrics = painter.fontMetrics();
-    QRect const place(0, centre.y() + WheelTextDistance, width(), metrics.height());
+    QRect const place(0, centre.y() + scaled(WheelTextDistance), width(), metrics.height());
     QString const text = QStringLiteral("Waiting for %1").arg(mName);
     painter.drawText(place, Qt::AlignCenter | Qt::TextSingleLine,
         metrics.elidedText(text, Qt::ElideMiddle, width()));
@@ -154,18 +158,21 @@ void StreamOverlay::paintWheel(QPainter& painter) const
 
 QImage StreamOverlay::makeLine() const
 {
-    LineStyle const& style = lineStyle(width());
-    QImage image(width(), style.height, QImage::Format_ARGB32_Premultiplied);
+    // Laid out as on a picture without a scale.
+    int const lineWidth = int(std::ceil(width() / mScale));
+    LineStyle const& style = lineStyle(width() / mScale);
+    QImage image(width(), scaled(style.height), QImage::Format_ARGB32_Premultiplied);
     image.fill(QColor::fromRgba(LineColour));
     QPainter painter(&image);
-    painter.fillRect(0, style.height - 1, width(), 1, QColor(EdgeColour));
-    QImage const lamp =
-        makeDot(style.lampDiameter, QColor(mState.present ? PresentColour : WaitingColour));
-    painter.drawImage(style.margin, (style.height - style.lampDiameter) / 2, lamp);
+    painter.fillRect(0, image.height() - 1, width(), 1, QColor(EdgeColour));
+    QImage const lamp = makeDot(
+        style.lampDiameter * mScale, QColor(mState.present ? PresentColour : WaitingColour));
+    painter.drawImage(scaled(style.margin), (image.height() - lamp.height()) / 2, lamp);
+    painter.scale(mScale, mScale);
 
-    QRect name = image.rect();
+    QRect name(0, 0, lineWidth, style.height);
     name.setLeft(style.margin + style.lampDiameter + 12);
-    name.setRight(paintFields(painter) - style.margin);
+    name.setRight(paintFields(painter, lineWidth) - style.margin);
     painter.setFont(makeFont(style.namePixels, true));
     painter.setPen(QColor(TextColour));
     QString const text = painter.fontMetrics().elidedText(mName, Qt::ElideMiddle, name.width());
@@ -180,17 +187,17 @@ QImage StreamOverlay::makeLine() const
     return image;
 }
 
-/** @return where they begin */
-int StreamOverlay::paintFields(QPainter& painter) const
+/** @return where they begin on a line of @p width */
+int StreamOverlay::paintFields(QPainter& painter, int width) const
 {
-    LineStyle const& style = lineStyle(width());
+    LineStyle const& style = lineStyle(width);
     QVector<Field> shown = fields();
     if (!style.captions) {
         shown.erase(std::remove_if(shown.begin(), shown.end(),
                         [](Field const& field) { return !field.chief; }),
             shown.end());
     }
-    int const begin = width() - shown.size() * style.columnWidth;
+    int const begin = width - shown.size() * style.columnWidth;
     QRect caption(begin, CaptionTop, style.columnWidth, ValueTop - CaptionTop);
     QRect value(begin, 0, style.columnWidth, style.height);
     if (style.captions)

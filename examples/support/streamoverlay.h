@@ -34,7 +34,13 @@ public:
     void setAudioVideoOffset(std::optional<double> milliseconds);
 
     /** Lets the line stand back, or come forth again. */
-    void setDimmed(bool dimmed);
+    void setDimmed(bool dimmed) { mFade.setDimmed(dimmed); }
+
+    /** Hides the line, or shows it again; it is shown at first. */
+    void setLineShown(bool shown) { mFade.setShown(shown); }
+
+    /** Makes everything so many times as large as usual. */
+    void setScale(double scale);
 
     /** What else is to be said, such as how the picture is shown; empty: nothing. */
     void setNote(QString const& note);
@@ -57,9 +63,10 @@ Q_SIGNALS:
     void painted(QPainter* painter);
 
 private:
+    int scaled(int pixels) const { return qRound(pixels * mScale); }
     void paintWheel(QPainter& painter) const;
     QImage makeLine() const;
-    int paintFields(QPainter& painter) const;
+    int paintFields(QPainter& painter, int width) const;
 
     QString const mName;
     QString mNote;
@@ -70,7 +77,8 @@ private:
     Fade mFade;
     bool mWaiting = true;
     QElapsedTimer mTime;
-    QImage const mWheelDot;
+    double mScale = 1;
+    QImage mWheelDot;
     QImage mLine; // null when it has to be made anew
 };
 

@@ -65,6 +65,8 @@ private Q_SLOTS:
     void eachChange_isPainted();
     void offset_hasAFigureWhileThereIsSound();
     void dimmedLine_standsBackAndReturns();
+    void hiddenLine_leavesThePictureFree();
+    void scaledOverlay_isAsIfThePictureWereSmaller();
     void narrowPicture_hasTheChiefFigures();
     void longName_leavesTheFiguresInPlace();
     void painter_isLeftAsItWas();
@@ -169,6 +171,46 @@ void TestStreamOverlay::dimmedLine_standsBackAndReturns()
     QTRY_VERIFY(qAbs(lamp() - bright / 4) < 4);
     f.overlay.setDimmed(false);
     QTRY_COMPARE(f.paint(), before);
+}
+
+void TestStreamOverlay::hiddenLine_leavesThePictureFree()
+{
+    Fixture f;
+    f.overlay.setWaiting(false);
+    QImage const shown = f.paint();
+    QVERIFY(!isBlack(shown));
+    f.overlay.setLineShown(false);
+    QTRY_VERIFY(isBlack(f.paint()));
+    // Whoever is away does not change that.
+    f.overlay.setDimmed(true);
+    f.overlay.setDimmed(false);
+    QTest::qWait(400);
+    QVERIFY(isBlack(f.paint()));
+    f.overlay.setLineShown(true);
+    QTRY_COMPARE(f.paint(), shown);
+}
+
+void TestStreamOverlay::scaledOverlay_isAsIfThePictureWereSmaller()
+{
+    Fixture usual;
+    Fixture doubled;
+    doubled.overlay.resize(2560, 1440);
+    doubled.overlay.setScale(2);
+    for (Fixture* f : {&usual, &doubled})
+        f->overlay.setState(streamState(true));
+    QImage const wanted = usual.paint();
+    QImage const picture =
+        doubled.paint().scaled(wanted.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    qint64 difference = 0;
+    for (int y = 0; y < wanted.height(); ++y) {
+        for (int x = 0; x < wanted.width(); ++x)
+            difference += qAbs(qGreen(wanted.pixel(x, y)) - qGreen(picture.pixel(x, y)));
+    }
+    // Writing differs where it is rounded to pixels.
+    double const mean = double(difference) / (wanted.width() * wanted.height());
+    QVERIFY2(mean < 0.6, qPrintable(QString::number(mean)));
+    QVERIFY(isBlack(doubled.paint().copy(0, 104, 2560, 400)));
+    QVERIFY(!isBlack(doubled.paint().copy(0, 60, 2560, 44)));
 }
 
 void TestStreamOverlay::narrowPicture_hasTheChiefFigures()
