@@ -49,6 +49,13 @@ struct CommandLine
  */
 CommandLine parseCommandLine(CommandLineSyntax const& syntax, QStringList const& arguments);
 
+/**
+ * Reads what can be known of the command line before there is an application object, which takes
+ * the options of Qt away: unknown options are passed over, and left to parseCommandLine() to judge.
+ * @return whether it asks for a run, and nothing is wrong with the options of @p syntax
+ */
+bool previewCommandLine(CommandLineSyntax const& syntax, QStringList const& arguments);
+
 /** Takes any text but none. */
 TakeValue takeText(QString& value);
 

@@ -1,7 +1,9 @@
 #include "program.h"
 
 #include <algorithm>
+#include <clocale>
 #include <cstdio>
+#include <iterator>
 #include <memory>
 
 #include <QBuffer>
@@ -28,6 +30,14 @@ std::unique_ptr<QCoreApplication> makeApplication(int& argc, char** argv)
     if (textOnly)
         return std::make_unique<QCoreApplication>(argc, argv);
     return std::make_unique<QVorlinApplication>(argc, argv);
+}
+
+QStringList argumentList(int argc, char** argv)
+{
+    QStringList list;
+    std::transform(argv, argv + argc, std::back_inserter(list),
+        [](char const* text) { return QString::fromLocal8Bit(text); });
+    return list;
 }
 
 QByteArray toPng(QImage const& image)
@@ -62,9 +72,14 @@ bool writeOutput(char const* program, char const* what, QString const& file, QBy
 
 } // namespace
 
-int runProgram(
-    CommandLineSyntax const& syntax, int argc, char** argv, std::function<int()> const& run)
+int runProgram(CommandLineSyntax const& syntax, int argc, char** argv,
+    std::function<int()> const& run, std::function<bool()> const& prepare)
 {
+    // As the application object does it; texts that are converted sooner would be so in the wrong
+    // locale, and all later ones as well.
+    std::setlocale(LC_ALL, "");
+    if (prepare && previewCommandLine(syntax, argumentList(argc, argv)) && !prepare())
+        return ExitFailed;
     auto const application = makeApplication(argc, argv);
     QCoreApplication::setApplicationVersion(QStringLiteral(QVORLIN_EXAMPLES_VERSION));
     QCoreApplication::setApplicationName(QString::fromLatin1(syntax.program));
