@@ -1,8 +1,14 @@
 #include <cstdio>
+#include <memory>
+
+#include <QGuiApplication>
+#include <QScreen>
 
 #include "application/qvorlinapplication.h"
 #include "framelog.h"
 #include "options.h"
+#include "outputselection.h"
+#include "outputwatcher.h"
 #include "program.h"
 #include "viewer.h"
 
@@ -28,6 +34,9 @@ int show(Options const& options)
         [&frameLog](qint64 timestamp, qint64 now) { frameLog.write(timestamp, now); });
     viewer->heed(*static_cast<QVorlinApplication*>(qApp), options.inactivity);
     viewer->start();
+    std::unique_ptr<OutputWatcher> watcher;
+    if (options.kiosk)
+        watcher = std::make_unique<OutputWatcher>(QGuiApplication::primaryScreen()->name());
     double const seconds = runEventLoop(options);
 
     // With the meters, which go with the sound.
@@ -47,5 +56,7 @@ int show(Options const& options)
 int main(int argc, char* argv[])
 {
     Options options;
-    return runProgram(commandLineSyntax(options), argc, argv, [&options] { return show(options); });
+    return runProgram(
+        commandLineSyntax(options), argc, argv, [&options] { return show(options); },
+        [&options] { return selectOutput(options); });
 }

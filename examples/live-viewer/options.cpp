@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <iterator>
 
+#include <QUrl>
+
+#include "qrcard.h"
+
 namespace {
 
 constexpr struct
@@ -43,7 +47,33 @@ bool takeInactivity(QString const& text, Options& options)
     return ok && options.inactivity >= 0 && options.inactivity <= MaxInactivity;
 }
 
+bool takeAddress(QString const& text, Options& options)
+{
+    options.address = text;
+    return !text.isEmpty() && text.toUtf8().size() <= QrCard::MaxAddressBytes;
+}
+
+QString findFault(Options const& options)
+{
+    if (options.kiosk && options.renderer != Renderer::OpenGL)
+        return QStringLiteral("--kiosk needs --renderer gl");
+    if (!options.kiosk && !options.output.isEmpty())
+        return QStringLiteral("--output needs --kiosk");
+    if (!options.kiosk && !options.address.isEmpty())
+        return QStringLiteral("--address needs --kiosk");
+    if (options.output.isEmpty() && !options.mode.isEmpty())
+        return QStringLiteral("--mode needs --output");
+    return {};
+}
+
 } // namespace
+
+QString Options::kioskAddress() const
+{
+    return address.isEmpty()
+               ? QStringLiteral("stream:") + QString::fromLatin1(QUrl::toPercentEncoding(stream))
+               : address;
+}
 
 CommandLineSyntax commandLineSyntax(Options& options)
 {
@@ -72,6 +102,18 @@ CommandLineSyntax commandLineSyntax(Options& options)
             takeText(options.screenshots)},
         {"frame-log", "FILE", "Write the time of each frame, and when it was shown, to FILE.",
             takeText(options.frameLog)},
+        {"kiosk", nullptr, "Fill the screen, with a clock, the address and a button for a finger.",
+            [&options](QString const&) {
+                return options.kiosk = true;
+            }},
+        {"output", "NAME", "For a kiosk on EGLFS: the output to light alone, such as HDMI1.",
+            takeText(options.output)},
+        {"mode", "MODE", "Mode of that output, such as 1920x1080; by default the display's own.",
+            takeText(options.mode)},
+        {"address", "TEXT", "What a kiosk's QR code says (stream: and the stream's name).",
+            [&options](QString const& text) {
+                return takeAddress(text, options);
+            }},
         {"verbose", nullptr, "Tell when the stream is shown and when it is waited for.",
             [&options](QString const&) {
                 return options.verbose = true;
@@ -84,7 +126,11 @@ CommandLineSyntax commandLineSyntax(Options& options)
         "screenshot. With OpenGL: M mirrors the picture, A changes how it is fitted into the\n"
         "window, V shows its quarters one after the other, F fills the screen.\n"
         "\n"
+        "A kiosk has a button: tap it for the sound, hold it for a second to hide the details.\n"
+        "\n"
         "Signals: SIGTERM and SIGINT end it, SIGHUP opens the stream anew, SIGUSR1 saves a\n"
         "screenshot.",
-        table + runOptions(options), {}, {}};
+        table + runOptions(options), {}, [&options] {
+            return findFault(options);
+        }};
 }

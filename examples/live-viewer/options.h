@@ -25,6 +25,13 @@ struct Options : RunOptions
     QString screenshots;    /**< folder for them; empty: the current one */
     QString frameLog;       /**< file for the times of the frames; empty: none */
     bool verbose = false;
+    bool kiosk = false;
+    QString output;  /**< of the display, for a kiosk; empty: the platform's choice */
+    QString mode;    /**< of that output; empty: what its display prefers */
+    QString address; /**< for a kiosk's QR code; empty: made of the stream's name */
+
+    /** The address given, or "stream:" and the stream's name. */
+    QString kioskAddress() const;
 };
 
 /** The command line that sets @p options, which must outlive it. */

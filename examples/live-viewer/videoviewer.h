@@ -1,6 +1,9 @@
 #ifndef VIDEOVIEWER_H
 #define VIDEOVIEWER_H
 
+#include <memory>
+
+#include "kioskcontrols.h"
 #include "streamdisplay.h"
 #include "videowindow.h"
 #include "viewer.h"
@@ -13,7 +16,7 @@ class VideoViewer : public Viewer
 public:
     explicit VideoViewer(Options const& options);
 
-    void setDimmed(bool dimmed) override { mWindow.setDimmed(dimmed); }
+    void setDimmed(bool dimmed) override;
     StreamReport report() const override { return mDisplay.report(); }
     QString renderer() const override { return mWindow.renderer(); }
     QImage picture() override { return mWindow.picture(); }
@@ -31,7 +34,10 @@ protected:
     void showOffset(std::optional<double> milliseconds) override;
 
 private:
+    void makeKiosk(Options const& options);
+
     VideoWindow mWindow;
+    std::unique_ptr<KioskControls> mKiosk; // null: an ordinary window
     StreamDisplay mDisplay;
 };
 

@@ -151,8 +151,11 @@ void Viewer::softer()
 
 void Viewer::toggleMuted()
 {
+    if (!mSound)
+        return;
     mSound->setMuted(!mSound->isMuted());
     noteSoundChanges();
+    Q_EMIT mutedChanged(mSound->isMuted());
 }
 
 void Viewer::noteSoundChanges()

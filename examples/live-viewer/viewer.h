@@ -65,11 +65,16 @@ Q_SIGNALS:
     /** The stream has gone. */
     void waiting();
 
+    /** The sound can no longer be heard, or can again. */
+    void mutedChanged(bool muted);
+
     /** The frame of this time is on the screen for the first time, at @p now. */
     void framePainted(qint64 timestamp, qint64 now);
 
 protected:
     explicit Viewer(Options const& options);
+
+    void toggleMuted();
 
     /** What the kinds of viewers have each in their own way. @{ */
     virtual QWidget& window() = 0;
@@ -89,7 +94,6 @@ protected:
 private:
     void louder();
     void softer();
-    void toggleMuted();
     void noteSoundChanges();
     void onFramePainted(qint64 timestamp, qint64 now);
     void onChannelsChanged(int channels);

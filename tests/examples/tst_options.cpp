@@ -36,6 +36,12 @@ private Q_SLOTS:
     void none_givesTheDefaults();
     void all_areTaken();
     void allOfSoundAndControls_areTaken();
+    void allOfAKiosk_areTaken();
+    void kioskWithoutAddress_hasTheStreamsName();
+    void preview_passesWhatItDoesNotKnow_data();
+    void preview_passesWhatItDoesNotKnow();
+    void preview_isNoRunForTextsAndFaults_data();
+    void preview_isNoRunForTextsAndFaults();
     void logOptions_areLeftToTheApplication();
     void rate_isTakenExactly_data();
     void rate_isTakenExactly();
@@ -43,6 +49,16 @@ private Q_SLOTS:
     void wrongUsage_isRefused();
     void help_namesEveryOption();
     void version_isPrinted();
+
+private:
+    bool preview(QStringList const& arguments)
+    {
+        mPreviewed = Options();
+        return previewCommandLine(
+            commandLineSyntax(mPreviewed), QStringList{QStringLiteral("live-viewer")} + arguments);
+    }
+
+    Options mPreviewed;
 };
 
 void TestOptions::none_givesTheDefaults()
@@ -63,6 +79,10 @@ void TestOptions::none_givesTheDefaults()
     QCOMPARE(parsed.options.inactivity, 0.0);
     QVERIFY(parsed.options.screenshots.isEmpty());
     QVERIFY(parsed.options.frameLog.isEmpty());
+    QVERIFY(!parsed.options.kiosk);
+    QVERIFY(parsed.options.output.isEmpty());
+    QVERIFY(parsed.options.mode.isEmpty());
+    QVERIFY(parsed.options.address.isEmpty());
 }
 
 void TestOptions::all_areTaken()
@@ -93,6 +113,59 @@ void TestOptions::allOfSoundAndControls_areTaken()
     QCOMPARE(parsed.options.inactivity, 2.5);
     QCOMPARE(parsed.options.screenshots, QStringLiteral("shots"));
     QCOMPARE(parsed.options.frameLog, QStringLiteral("frames"));
+}
+
+void TestOptions::allOfAKiosk_areTaken()
+{
+    Parsed const parsed = parse({QStringLiteral("--kiosk"), QStringLiteral("--output"),
+        QStringLiteral("HDMI1"), QStringLiteral("--mode"), QStringLiteral("1920x1080"),
+        QStringLiteral("--address"), QStringLiteral("https://example.org/live")});
+    QCOMPARE(parsed.line.action, CommandLine::Action::Run);
+    QVERIFY(parsed.options.kiosk);
+    QCOMPARE(parsed.options.output, QStringLiteral("HDMI1"));
+    QCOMPARE(parsed.options.mode, QStringLiteral("1920x1080"));
+    QCOMPARE(parsed.options.kioskAddress(), QStringLiteral("https://example.org/live"));
+}
+
+void TestOptions::kioskWithoutAddress_hasTheStreamsName()
+{
+    Parsed const parsed =
+        parse({QStringLiteral("--kiosk"), QStringLiteral("--stream"), QStringLiteral("k\u00e4 1")});
+    QCOMPARE(parsed.options.kioskAddress(), QStringLiteral("stream:k%C3%A4%201"));
+}
+
+void TestOptions::preview_passesWhatItDoesNotKnow_data()
+{
+    QTest::addColumn<QStringList>("more");
+    QTest::newRow("nothing") << QStringList();
+    // The letters of this one are no options, such as -h.
+    QTest::newRow("option of Qt") << QStringList{
+        QStringLiteral("-stylesheet"), QStringLiteral("file")};
+    QTest::newRow("options of the log")
+        << QStringList{QStringLiteral("-v"), QStringLiteral("debug"), QStringLiteral("--vstd")};
+    QTest::newRow("wrong option") << QStringList{QStringLiteral("--colour")};
+}
+
+void TestOptions::preview_passesWhatItDoesNotKnow()
+{
+    QFETCH(QStringList, more);
+    QVERIFY(preview(more + QStringList{QStringLiteral("--kiosk"), QStringLiteral("--output"),
+                               QStringLiteral("HDMI1"), QStringLiteral("--mode=720x576")}));
+    QCOMPARE(mPreviewed.output, QStringLiteral("HDMI1"));
+    QCOMPARE(mPreviewed.mode, QStringLiteral("720x576"));
+}
+
+void TestOptions::preview_isNoRunForTextsAndFaults_data()
+{
+    QTest::addColumn<QString>("arguments");
+    for (char const* arguments : {"-h", "--help", "--version", "--seconds x", "--mode 720x576"})
+        QTest::newRow(arguments) << QString::fromLatin1(arguments);
+}
+
+void TestOptions::preview_isNoRunForTextsAndFaults()
+{
+    QFETCH(QString, arguments);
+    QVERIFY(!preview(arguments.split(QLatin1Char(' '))));
 }
 
 void TestOptions::logOptions_areLeftToTheApplication()
@@ -131,7 +204,7 @@ void TestOptions::wrongUsage_isRefused_data()
     QTest::addColumn<QString>("reason");
 
     auto row = [](char const* name, QStringList const& arguments, char const* reason) {
-        QTest::newRow(name) << arguments << QString::fromLatin1(reason);
+        QTest::newRow(name) << arguments << QString::fromUtf8(reason);
     };
     auto bad = [&row](char const* option, char const* value, char const* reason) {
         QString const text = QString::fromLatin1(value);
@@ -152,6 +225,22 @@ void TestOptions::wrongUsage_isRefused_data()
     bad("--inactivity", "1e9", "bad value '1e9' for --inactivity SECONDS");
     bad("--screenshots", "", "bad value '' for --screenshots DIR");
     bad("--frame-log", "", "bad value '' for --frame-log FILE");
+    bad("--output", "", "bad value '' for --output NAME");
+    bad("--mode", "", "bad value '' for --mode MODE");
+    bad("--address", "", "bad value '' for --address TEXT");
+    QString const longest(300, QLatin1Char('a'));
+    QString const tooLong = longest.mid(1) + QStringLiteral("\u00e4");
+    row("too long an address", {QStringLiteral("--address"), tooLong},
+        qPrintable(QStringLiteral("bad value '%1' for --address TEXT").arg(tooLong)));
+    bad("--mode", "1920x1080", "--mode needs --output");
+    row("mode of a kiosk without output",
+        {QStringLiteral("--kiosk"), QStringLiteral("--mode"), QStringLiteral("x")},
+        "--mode needs --output");
+    bad("--output", "HDMI1", "--output needs --kiosk");
+    bad("--address", "x", "--address needs --kiosk");
+    row("kiosk of images",
+        {QStringLiteral("--kiosk"), QStringLiteral("--renderer"), QStringLiteral("image")},
+        "--kiosk needs --renderer gl");
     bad("--renderer", "vulkan", "bad value 'vulkan' for --renderer KIND");
     bad("--report", "", "bad value '' for --report FILE");
     bad("--screenshot", "", "bad value '' for --screenshot FILE");
@@ -182,11 +271,12 @@ void TestOptions::help_namesEveryOption()
 {
     Parsed const parsed = parse({QStringLiteral("--help")});
     QCOMPARE(parsed.line.action, CommandLine::Action::Print);
-    for (char const* option : {"--stream <NAME>", "--rate <FPS>", "--seconds <N>",
-             "--screenshot <FILE>", "--report <FILE>", "--verbose", "--renderer <KIND>",
-             "--audio-device <NAME>", "--audio-delay <MS>", "--no-audio", "--inactivity <SECONDS>",
-             "--screenshots <DIR>", "--frame-log <FILE>", "-v <LEVEL>", "--vstd",
-             "--logname <NAME>", "--version", "Keys", "Signals"})
+    for (char const* option :
+        {"--stream <NAME>", "--rate <FPS>", "--seconds <N>", "--screenshot <FILE>",
+            "--report <FILE>", "--verbose", "--renderer <KIND>", "--audio-device <NAME>",
+            "--audio-delay <MS>", "--no-audio", "--inactivity <SECONDS>", "--screenshots <DIR>",
+            "--frame-log <FILE>", "--kiosk", "--output <NAME>", "--mode <MODE>", "--address <TEXT>",
+            "-v <LEVEL>", "--vstd", "--logname <NAME>", "--version", "Keys", "Signals"})
         QVERIFY2(parsed.line.text.contains(QLatin1String(option)), option);
 }
 
