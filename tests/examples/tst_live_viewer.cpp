@@ -52,6 +52,9 @@ private Q_SLOTS:
     void hangup_opensTheStreamAnew();
     void userSignal_savesAScreenshot_data() { addRenderers(); }
     void userSignal_savesAScreenshot();
+    void kiosk_fillsTheScreenWithItsOverlays();
+    void kioskOnNoSuchOutput_exitsWith1();
+    void kioskOnNoSuchOutput_stillHelps();
     void unwritableScreenshotFolder_isLoggedAndTheViewerGoesOn();
     void messages_goToTheSystemLog();
     void frameLog_hasALineForEachFrame_data() { addRenderers(); }
@@ -89,6 +92,9 @@ void TestLiveViewer::wrongUsage_exitsWith2_data()
     QTest::newRow("bad value")
         << QStringList{QStringLiteral("--seconds"), QStringLiteral("x")}
         << QByteArray("live-viewer: bad value 'x' for --seconds N; see live-viewer --help\n");
+    QTest::newRow("mode without output")
+        << QStringList{QStringLiteral("--kiosk"), QStringLiteral("--mode"), QStringLiteral("x")}
+        << QByteArray("live-viewer: --mode needs --output; see live-viewer --help\n");
 }
 
 void TestLiveViewer::wrongUsage_exitsWith2()
@@ -273,6 +279,51 @@ void TestLiveViewer::userSignal_savesAScreenshot()
     QVERIFY(shareOf(shot, PicturePart, Background) < 0.2);
     QVERIFY(
         viewer.output().contains("screenshot: saved " + shots.filePath(name).toLocal8Bit() + '\n'));
+}
+
+void TestLiveViewer::kiosk_fillsTheScreenWithItsOverlays()
+{
+    ChildProgram const publisher(mPublisher, mPublishing);
+    ChildProgram viewer(
+        mViewer, viewing({QStringLiteral("--kiosk"), QStringLiteral("--verbose"),
+                     QStringLiteral("--vstd"), QStringLiteral("--seconds"), QStringLiteral("4")}));
+    QCOMPARE(viewer.exitStatus(), 0);
+    // There is no output to watch on this platform.
+    QByteArray const log = viewer.output();
+    QVERIFY(log.contains(mShowing));
+    QVERIFY(!log.contains("plugged"));
+    QVERIFY(number(report(), "frames", "shown") >= 10);
+
+    QImage const shot(path("shot.png"));
+    QCOMPARE(shot.size(), QSize(1920, 1080));
+    QVERIFY(shareOf(shot, QRect(0, 90, 1920, 500), Background) < 0.2);
+    QProcess reader;
+    reader.start(QStringLiteral("zbarimg"),
+        {QStringLiteral("-q"), QStringLiteral("--nodbus"), path("shot.png")});
+    QVERIFY(reader.waitForFinished());
+    QCOMPARE(reader.readAllStandardOutput(), QByteArray("QR-Code:stream:test%20camera\n"));
+}
+
+void TestLiveViewer::kioskOnNoSuchOutput_exitsWith1()
+{
+    // Even without a display there would be nothing else to complain of.
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("DISPLAY"));
+    ChildProgram viewer(mViewer,
+        {QStringLiteral("--kiosk"), QStringLiteral("--output"), QStringLiteral("Nowhere9")},
+        environment);
+    QCOMPARE(viewer.exitStatus(), 1);
+    QCOMPARE(viewer.errors(),
+        QByteArray("live-viewer: can't select the output Nowhere9: there is no such output, or no "
+                   "display is plugged in\n"));
+}
+
+void TestLiveViewer::kioskOnNoSuchOutput_stillHelps()
+{
+    ChildProgram viewer(mViewer, {QStringLiteral("--kiosk"), QStringLiteral("--output"),
+                                     QStringLiteral("Nowhere9"), QStringLiteral("--help")});
+    QCOMPARE(viewer.exitStatus(), 0);
+    QVERIFY(viewer.output().contains("--output <NAME>"));
 }
 
 void TestLiveViewer::unwritableScreenshotFolder_isLoggedAndTheViewerGoesOn()

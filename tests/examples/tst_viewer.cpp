@@ -33,17 +33,20 @@ QVorlinApplication& application()
 struct Fixture
 {
     QTemporaryDir folder;
+    Renderer renderer;
     std::unique_ptr<Viewer> viewer;
     TestStream stream{QTest::currentTestFunction()};
     QTimer publisher;
 
     explicit Fixture(bool audio = true)
+        : Fixture(audio, usualOptions())
+    {}
+
+    Fixture(bool audio, Options options)
     {
-        QFETCH(Renderer, renderer);
-        Options options;
         options.stream = QString::fromLatin1(QTest::currentTestFunction());
-        options.renderer = renderer;
         options.audio = audio;
+        renderer = options.renderer;
         options.screenshots = folder.filePath(QStringLiteral("new/shots"));
         viewer = Viewer::make(options);
         QObject::connect(&publisher, &QTimer::timeout, &publisher, [this] { stream.publish(200); });
@@ -55,6 +58,21 @@ struct Fixture
         viewer->stop();
     }
     Fixture(Fixture const&) = delete;
+
+    static Options usualOptions()
+    {
+        QFETCH(Renderer, renderer);
+        Options result;
+        result.renderer = renderer;
+        return result;
+    }
+
+    static Options kioskOptions()
+    {
+        Options result;
+        result.kiosk = true;
+        return result;
+    }
 
     bool show()
     {
@@ -74,6 +92,16 @@ struct Fixture
 
     void press(Qt::Key key) const { QTest::keyClick(window(), key); }
 
+    // The button of a kiosk on a display of 1920 x 1080.
+    static constexpr QRect ButtonPlace{1514, 964, 86, 86};
+
+    QImage button() const { return viewer->picture().copy(ButtonPlace); }
+
+    void tap() const
+    {
+        QTest::mouseClick(window()->windowHandle(), Qt::LeftButton, {}, ButtonPlace.center());
+    }
+
     QStringList screenshots() const
     {
         return QDir(folder.filePath(QStringLiteral("new/shots"))).entryList(QDir::Files);
@@ -82,7 +110,6 @@ struct Fixture
     /** The line with the figures. */
     QImage line() const
     {
-        QFETCH(Renderer, renderer);
         QImage const picture = viewer->picture();
         return renderer == Renderer::OpenGL
                    ? picture.copy(0, 0, picture.width(), 51)
@@ -123,6 +150,9 @@ private Q_SLOTS:
     void keyPrint_savesAScreenshot();
     void inactivity_dimsUntilTheNextInput_data() { addRenderers(); }
     void inactivity_dimsUntilTheNextInput();
+    void tapInAKiosk_mutes();
+    void tapInAKioskWithoutAudio_doesNothing();
+    void kiosk_isDimmedWhole();
     void streamWithoutSound_isShownAndReportedWithout_data() { addRenderers(); }
     void streamWithoutSound_isShownAndReportedWithout();
 
@@ -267,6 +297,46 @@ void TestViewer::inactivity_dimsUntilTheNextInput()
     QTest::mouseMove(f.window()->windowHandle(), QPoint(100, 100));
     QTest::mouseMove(f.window()->windowHandle(), QPoint(120, 120));
     QTRY_VERIFY(f.brightness() > 0);
+}
+
+void TestViewer::tapInAKiosk_mutes()
+{
+    Fixture f(true, Fixture::kioskOptions());
+    QVERIFY(f.show());
+    QVERIFY(f.window()->isFullScreen());
+    QImage const sound = f.button();
+    f.tap();
+    QVERIFY(AudioPlayer::getInstance()->isMute());
+    QVERIFY(f.button() != sound);
+    f.tap();
+    QVERIFY(!AudioPlayer::getInstance()->isMute());
+    QCOMPARE(f.button(), sound);
+    // The key has the same effect on the button.
+    f.press(Qt::Key_S);
+    QVERIFY(f.button() != sound);
+}
+
+void TestViewer::tapInAKioskWithoutAudio_doesNothing()
+{
+    Fixture f(false, Fixture::kioskOptions());
+    QVERIFY(f.show());
+    QImage const before = f.button();
+    f.tap();
+    QCOMPARE(f.button(), before);
+    QVERIFY(f.viewer->audioReport().isNull());
+}
+
+void TestViewer::kiosk_isDimmedWhole()
+{
+    Fixture f(true, Fixture::kioskOptions());
+    QVERIFY(f.show());
+    QImage const before = f.button();
+    f.viewer->setDimmed(true);
+    QTRY_COMPARE(f.brightness(), 0);
+    QVERIFY(f.button() != before);
+    f.viewer->setDimmed(false);
+    QTRY_VERIFY(f.brightness() > 0);
+    QTRY_COMPARE(f.button(), before);
 }
 
 void TestViewer::streamWithoutSound_isShownAndReportedWithout()
