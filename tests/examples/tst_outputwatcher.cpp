@@ -31,7 +31,7 @@ bool nextLook()
 
 bool extdisplay::isOutputConnected(QString output)
 {
-    asked = output == Output && QThread::currentThread() != qApp->thread();
+    asked = output == Output && QThread::currentThread() != QCoreApplication::instance()->thread();
     ++looks;
     QThread::msleep(static_cast<unsigned long>(blockedMs));
     return plugged;
