@@ -43,9 +43,10 @@ bool nextLook()
 bool extdisplay::isOutputConnected(QString output)
 {
     asked = output == Output && QThread::currentThread() != QCoreApplication::instance()->thread();
+    bool const seen = plugged;
     ++looks;
     QThread::msleep(static_cast<unsigned long>(blockedMs));
-    return plugged;
+    return seen;
 }
 
 class TestOutputWatcher : public QObject
