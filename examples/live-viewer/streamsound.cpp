@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include <QCoreApplication>
-
 #include "framestatistics.h"
 #include "logger.h"
 #include "utils/audioplayer.h"
@@ -85,10 +83,6 @@ void StreamSound::close()
 {
     mPollTimer.stop();
     if (mSource) {
-        // Qt's PulseAudio output feeds itself by a posted call after its start. One that is still
-        // posted when the output is destroyed is made on a stream that is gone, and ends the
-        // program.
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
         stopPlaying();
         AudioPlayer::teardown();
     }
