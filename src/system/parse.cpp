@@ -12,18 +12,18 @@ namespace {
 /** The whole text in this notation; %1 stands for a number. */
 QRegularExpression notation(QString const& form)
 {
-    // The same numbers as \d*\.?\d+, which splits digits in many ways: the time for a text that
-    // doesn't match in the end would grow with the cube of their count.
+    // The same numbers as \d*\.?\d+, which splits digits in many ways: a text that doesn't match in
+    // the end would be tried with all of them, for minutes if it is long.
     QString const number = QStringLiteral(R"((\d+(?:\.\d+)?|\.\d+))");
     return QRegularExpression(QLatin1Char('^') + form.arg(number) + QLatin1Char('$'));
 }
 
 using Numbers = std::array<double, 4>;
 
-/** The four numbers of a text in this notation. */
-std::optional<Numbers> numbersOf(QString const& text, QRegularExpression const& notation)
+/** The four numbers of a text that matches. */
+std::optional<Numbers> numbersOf(QString const& text, QRegularExpression const& expression)
 {
-    QRegularExpressionMatch const match = notation.match(text);
+    QRegularExpressionMatch const match = expression.match(text);
     if (match.lastCapturedIndex() != 4)
         return std::nullopt;
     Numbers numbers{};
