@@ -250,7 +250,8 @@ void TestParse::size_isRead_data()
     add("decimal point", "1.5x2", QSize(0, 2));
     add("exponent", "1e3x2", QSize(0, 2));
     add("grouped", "1,920x1080", QSize(0, 1080));
-    add("base 10 always", "010x0b1", QSize(10, 0));
+    add("leading zeros", "010x0011", QSize(10, 11));
+    add("binary", "0b1x1", QSize(0, 1));
     add("hexadecimal", "0x10", QSize(0, 10));
     add("Arabic digits", "٦٤٠x٤٨٠", QSize(0, 0));
     add("minus", "-5x-6", QSize(-5, -6));

@@ -183,6 +183,8 @@ private:
     static void addHands();
     /** A hand as the test's data say, once the window is there. */
     std::unique_ptr<Hand> hand() const;
+    /** The same, which has pressed the button and left it without a release; null if it can't. */
+    std::unique_ptr<Hand> handThatPressedAndLeft() const;
     QTimer* timer() const { return mButton->findChild<QTimer*>(); }
     /** Lets the running time pass at once. */
     void elapse() const;
@@ -240,6 +242,18 @@ std::unique_ptr<Hand> TestStateButton::hand() const
     mWindow->show();
     return QTest::qWaitForWindowExposed(mWindow.get()) ? makeHand(mWindow->windowHandle())
                                                        : nullptr;
+}
+
+std::unique_ptr<Hand> TestStateButton::handThatPressedAndLeft() const
+{
+    std::unique_ptr<Hand> hand = this->hand();
+    if (!hand)
+        return nullptr;
+    hand->press(OnButton);
+    if (!QTest::qWaitFor([this] { return mButton->isDown(); }))
+        return nullptr;
+    hand->moveTo(BesideButton);
+    return QTest::qWaitFor([this] { return !mButton->isDown(); }) ? std::move(hand) : nullptr;
 }
 
 void TestStateButton::elapse() const
@@ -342,12 +356,8 @@ void TestStateButton::hold_isReportedOnceAfterASecondWhileDown()
 
 void TestStateButton::releaseBeside_isATapButNoClick()
 {
-    std::unique_ptr<Hand> const hand = this->hand();
+    std::unique_ptr<Hand> const hand = handThatPressedAndLeft();
     QVERIFY(hand);
-    hand->press(OnButton);
-    QTRY_VERIFY(mButton->isDown());
-    hand->moveTo(BesideButton);
-    QTRY_VERIFY(!mButton->isDown());
     QVERIFY(timer()->isActive());
     hand->release(BesideButton);
     QTRY_COMPARE(mSignals.size(), 3);
@@ -358,12 +368,8 @@ void TestStateButton::releaseBeside_isATapButNoClick()
 
 void TestStateButton::holdAndReleaseBeside_isAHoldButNoClick()
 {
-    std::unique_ptr<Hand> const hand = this->hand();
+    std::unique_ptr<Hand> const hand = handThatPressedAndLeft();
     QVERIFY(hand);
-    hand->press(OnButton);
-    QTRY_VERIFY(mButton->isDown());
-    hand->moveTo(BesideButton);
-    QTRY_VERIFY(!mButton->isDown());
     elapse();
     hand->release(BesideButton);
     QTRY_VERIFY(!(QGuiApplication::mouseButtons() & Qt::LeftButton));
