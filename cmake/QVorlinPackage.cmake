@@ -23,3 +23,4 @@ qvorlin_install_pc(qvorlin qvorlin "${PROJECT_DESCRIPTION}"
     "Qt5Core Qt5Gui Qt5Widgets Qt5Multimedia qvorlin-shm" "libdrm")
 qvorlin_install_pc(qvorlin-shm qvorlin-shm "Media streams in shared memory: reader and writer" "" "")
 qvorlin_install_pc(qvorlin-logger qvorlin-logger "Logging to the system log and standard output" "" "")
+qvorlin_install_pc(qvorlin-sysinfo qvorlin-sysinfo "System information shared by all processes" "" "")
