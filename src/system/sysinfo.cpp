@@ -13,6 +13,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <ftw.h>
+#include <stdio_ext.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -95,24 +96,24 @@ bool makeDirectories(char* path)
     return made;
 }
 
-// Null when the lock can't be had. A program that is started meanwhile must not inherit the lock.
+// Null when the file or the lock can't be had.
 FILE* openLocked(const char* path, const char* mode)
 {
     FILE* stream = std::fopen(path, mode);
     if (!stream)
         return nullptr;
-    fcntl(fileno(stream), F_SETFD, FD_CLOEXEC);
     if (flock(fileno(stream), LOCK_EX) == 0)
         return stream;
     std::fclose(stream);
     return nullptr;
 }
 
-// For values that are read or written by one call: the kernel's copy is the only one, and what
-// can't be written is known at once.
-void unbuffer(FILE* stream)
+// For values that are read or written by one call: the kernel's copy is the only one, what can't be
+// written is known at once, and no other thread knows the stream.
+void makeDirect(FILE* stream)
 {
     std::setvbuf(stream, nullptr, _IONBF, 0);
+    __fsetlocking(stream, FSETLOCKING_BYCALLER);
 }
 
 // Negative when it isn't known. The stream stands at its start afterwards.
@@ -164,8 +165,9 @@ FILE* sysinfo_open_write(const char* key)
     Path path(key);
     if (!path || !makeDirectories(path.text()))
         return nullptr;
-    // The old value stays until the lock is held.
-    FILE* stream = openLocked(path.text(), "a");
+    // The old value stays until the lock is held. With "e" no program that is started meanwhile
+    // inherits the file, and the lock with it.
+    FILE* stream = openLocked(path.text(), "ae");
     if (!stream)
         return nullptr;
     if (ftruncate(fileno(stream), 0) == 0 && fchmod(fileno(stream), fileMode) == 0)
@@ -179,7 +181,7 @@ FILE* sysinfo_open_read(const char* key)
     if (!isKey(key))
         return nullptr;
     const Path path(key);
-    return path ? openLocked(path.text(), "r") : nullptr;
+    return path ? openLocked(path.text(), "re") : nullptr;
 }
 
 int sysinfo_close(FILE* stream)
@@ -196,7 +198,7 @@ char* sysinfo_get_string(const char* key, const char* defaultValue)
 {
     char* value = nullptr;
     if (FILE* stream = sysinfo_open_read(key)) {
-        unbuffer(stream);
+        makeDirect(stream);
         value = readAll(stream);
         sysinfo_close(stream);
     }
@@ -221,7 +223,7 @@ int sysinfo_set_string(const char* key, const char* value)
     FILE* stream = value ? sysinfo_open_write(key) : nullptr;
     if (!stream)
         return 0;
-    unbuffer(stream);
+    makeDirect(stream);
     const size_t length = std::strlen(value);
     const bool written = std::fwrite(value, 1, length, stream) == length;
     return sysinfo_close(stream) == 0 && written;
@@ -239,7 +241,7 @@ int sysinfo_set_format(const char* key, const char* format, ...)
     FILE* stream = sysinfo_open_write(key);
     if (!stream)
         return 0;
-    unbuffer(stream);
+    makeDirect(stream);
     va_list arguments;
     va_start(arguments, format);
     const int written = std::vfprintf(stream, format, arguments);
@@ -276,7 +278,7 @@ std::string sysinfo::get_string(std::string key, std::string defaultValue)
     FILE* stream = sysinfo_open_read(key.c_str());
     if (!stream)
         return defaultValue;
-    unbuffer(stream);
+    makeDirect(stream);
     const long size = measure(stream);
     std::string value;
     try {
