@@ -11,7 +11,8 @@
  *
  * Directories have mode 0777 and files 0666 whatever the umask, so that every user's processes can
  * read and write the store. Writing gives that mode to each directory on the path that the caller
- * may change, those above the root included.
+ * may change, those above the root included. A value's own mode only its owner and root may set:
+ * anybody else's attempt to write it fails and leaves it empty.
  *
  * Threads and processes: every function is thread-safe. A value is locked (flock) from opening to
  * closing, by readers too, so that none ever sees a half-written one. The kernel releases the lock
