@@ -50,8 +50,9 @@ SYSINFO_API FILE* sysinfo_open_write(const char* key);
 SYSINFO_API FILE* sysinfo_open_read(const char* key);
 
 /**
- * Ends what sysinfo_open_write() or sysinfo_open_read() began.
- * @return 0, or EOF when the rest of the value could not be written, and for null
+ * Ends what sysinfo_open_write() or sysinfo_open_read() began. Whether all of a value could be
+ * written is what fflush() says before.
+ * @return what fclose() says; EOF for null
  */
 SYSINFO_API int sysinfo_close(FILE* stream);
 
