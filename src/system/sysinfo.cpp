@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -122,7 +123,8 @@ long measure(FILE* stream)
     if (std::fseek(stream, 0, SEEK_END) != 0)
         return -1;
     const long size = std::ftell(stream);
-    return std::fseek(stream, 0, SEEK_SET) == 0 ? size : -1;
+    // A directory may end at the greatest offset that there is; no value does.
+    return std::fseek(stream, 0, SEEK_SET) == 0 && size < LONG_MAX ? size : -1;
 }
 
 // A new string; null on failure.
@@ -282,7 +284,7 @@ std::string sysinfo::get_string(std::string key, std::string defaultValue)
     const long size = measure(stream);
     std::string value;
     try {
-        // A directory may have no size or an impossible one, which is then an exception.
+        // An unknown size is too long, and so may be that of something that isn't a value.
         value.resize(size_t(size));
         static_cast<void>(std::fread(value.data(), 1, value.size(), stream));
     } catch (const std::exception&) {
