@@ -34,7 +34,7 @@ struct Size
 };
 constexpr Size sizes[] = {{8, "8 bytes"}, {65536, "64 KiB"}};
 
-/** A place of its own for the store and the server's socket, which is the current directory. */
+/** A place of its own for the store and the server's socket: the current directory for as long. */
 class Place
 {
 public:
@@ -54,6 +54,7 @@ public:
     ~Place()
     {
         std::error_code ignored;
+        std::filesystem::current_path(mBefore, ignored);
         std::filesystem::remove_all(mPath, ignored);
     }
     Place(Place const&) = delete;
@@ -62,6 +63,7 @@ public:
     explicit operator bool() const { return mIsThere; }
 
 private:
+    std::filesystem::path const mBefore = std::filesystem::current_path();
     std::filesystem::path mPath;
     bool mIsThere = false;
 };
@@ -235,15 +237,13 @@ void Benchmark::countCalls()
     compare("system calls of a set", "of a bare set", "");
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+/** Measures everything in a place of its own; @return what is to be compared. */
+std::vector<Comparison> measure(Report& report)
 {
-    Report report(argc, argv);
     const Place place;
     if (!place) {
         report.fail("the store", "there is no place for it");
-        return report.finish({});
+        return {};
     }
     RedisServer redis("redis.sock");
     Benchmark benchmark(report, redis);
@@ -257,5 +257,13 @@ int main(int argc, char** argv)
         for (const Size& size : sizes)
             benchmark.besideRedis(size);
     }
-    return report.finish(benchmark.comparisons());
+    return benchmark.comparisons();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Report report(argc, argv);
+    return report.finish(measure(report));
 }

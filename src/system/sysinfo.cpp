@@ -2,12 +2,12 @@
 
 #include <atomic>
 #include <cerrno>
-#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -109,33 +109,45 @@ FILE* openLocked(const char* path, const char* mode)
     return nullptr;
 }
 
-// For values that are read or written by one call: the kernel's copy is the only one, what can't be
-// written is known at once, and no other thread knows the stream.
+// For values that are written by one call: what can't be written is known at once, and no other
+// thread knows the stream.
 void makeDirect(FILE* stream)
 {
     std::setvbuf(stream, nullptr, _IONBF, 0);
     __fsetlocking(stream, FSETLOCKING_BYCALLER);
 }
 
-// Negative when it isn't known. The stream stands at its start afterwards.
-long measure(FILE* stream)
+// Negative when it isn't known.
+off_t measure(FILE* stream)
 {
-    if (std::fseek(stream, 0, SEEK_END) != 0)
-        return -1;
-    const long size = std::ftell(stream);
+    const off_t size = lseek(fileno(stream), 0, SEEK_END);
     // A directory may end at the greatest offset that there is; no value does.
-    return std::fseek(stream, 0, SEEK_SET) == 0 && size < LONG_MAX ? size : -1;
+    return size < std::numeric_limits<off_t>::max() ? size : -1;
+}
+
+// Past the stream, whose buffer would be one more copy, and which would first seek back. Values are
+// read from their start in any case.
+bool readWhole(FILE* stream, char* value, size_t length)
+{
+    size_t done = 0;
+    while (done < length) {
+        const ssize_t count = pread(fileno(stream), value + done, length - done, off_t(done));
+        if (count <= 0)
+            return false;
+        done += size_t(count);
+    }
+    return true;
 }
 
 // A new string; null on failure.
-char* readAll(FILE* stream)
+char* readString(FILE* stream)
 {
-    const long size = measure(stream);
+    const off_t size = measure(stream);
     if (size < 0)
         return nullptr;
     const size_t length = size_t(size);
     char* value = static_cast<char*>(std::malloc(length + 1));
-    if (value && std::fread(value, 1, length, stream) == length) {
+    if (value && readWhole(stream, value, length)) {
         value[length] = '\0';
         return value;
     }
@@ -200,8 +212,7 @@ char* sysinfo_get_string(const char* key, const char* defaultValue)
 {
     char* value = nullptr;
     if (FILE* stream = sysinfo_open_read(key)) {
-        makeDirect(stream);
-        value = readAll(stream);
+        value = readString(stream);
         sysinfo_close(stream);
     }
     return value || !defaultValue ? value : strdup(defaultValue);
@@ -280,13 +291,11 @@ std::string sysinfo::get_string(std::string key, std::string defaultValue)
     FILE* stream = sysinfo_open_read(key.c_str());
     if (!stream)
         return defaultValue;
-    makeDirect(stream);
-    const long size = measure(stream);
     std::string value;
     try {
         // An unknown size is too long, and so may be that of something that isn't a value.
-        value.resize(size_t(size));
-        static_cast<void>(std::fread(value.data(), 1, value.size(), stream));
+        value.resize(size_t(measure(stream)));
+        static_cast<void>(readWhole(stream, value.data(), value.size()));
     } catch (const std::exception&) {
         value = std::move(defaultValue);
     }
