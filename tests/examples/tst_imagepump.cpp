@@ -45,6 +45,7 @@ private Q_SLOTS:
     void absentStream_givesNoImages();
     void stream_givesImagesOfItsOwnSize();
     void setImageSize_scalesFurtherImages();
+    void fitImagesInto_keepsTheShapeOfTheFrames();
 
 private:
     StreamPlace mPlace;
@@ -73,6 +74,14 @@ void TestImagePump::setImageSize_scalesFurtherImages()
     // Neither the shape of the frames nor even sides are kept.
     f.pump.setImageSize(QSize(33, 55));
     QTRY_COMPARE(f.lastImage().size(), QSize(33, 55));
+}
+
+void TestImagePump::fitImagesInto_keepsTheShapeOfTheFrames()
+{
+    StreamFixture f;
+    QVERIFY(f.waitForImages());
+    f.pump.fitImagesInto(QSize(32, 55));
+    QTRY_COMPARE(f.lastImage().size(), QSize(32, 18));
 }
 
 QVORLIN_TEST_MAIN(QCoreApplication, TestImagePump)

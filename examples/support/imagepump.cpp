@@ -15,7 +15,18 @@ ImagePump::ImagePump(QSharedPointer<MediaSource> source, int rateNum, int rateDe
 
 void ImagePump::setImageSize(QSize const& size)
 {
+    requestSize(size, false);
+}
+
+void ImagePump::fitImagesInto(QSize const& size)
+{
+    requestSize(size, true);
+}
+
+void ImagePump::requestSize(QSize const& size, bool keepAspectRatio)
+{
     // Never waits here for a conversion that is under way.
-    QMetaObject::invokeMethod(
-        source(), [source = source(), size] { source->setRequestedImageSize(size, false, false); });
+    QMetaObject::invokeMethod(source(), [source = source(), size, keepAspectRatio] {
+        source->setRequestedImageSize(size, keepAspectRatio, false);
+    });
 }

@@ -18,9 +18,15 @@ public:
     /** Scales all further images to exactly @p size. */
     void setImageSize(QSize const& size);
 
+    /** Scales all further images to fit into @p size. */
+    void fitImagesInto(QSize const& size);
+
 Q_SIGNALS:
     /** An image to show now; the one before comes again where there is no newer one. */
     void imageReady(QImage const& image);
+
+private:
+    void requestSize(QSize const& size, bool keepAspectRatio);
 };
 
 #endif
