@@ -1,0 +1,64 @@
+#include "galleryoptions.h"
+
+#include <QUrl>
+
+namespace {
+
+constexpr int MaxAddressBytes = 300; // larger codes could not be read
+constexpr int MaxKeys = 4;           // there is room for
+
+bool takeAddress(QString const& text, GalleryOptions& options)
+{
+    options.address = text;
+    return !text.isEmpty() && text.toUtf8().size() <= MaxAddressBytes;
+}
+
+bool takeKey(QString const& text, GalleryOptions& options)
+{
+    options.keys.append(text);
+    return !text.isEmpty() && options.keys.size() <= MaxKeys;
+}
+
+} // namespace
+
+QString GalleryOptions::codeText() const
+{
+    return address.isEmpty()
+               ? QStringLiteral("stream:") + QString::fromLatin1(QUrl::toPercentEncoding(stream))
+               : address;
+}
+
+QStringList GalleryOptions::shownKeys() const
+{
+    if (!keys.isEmpty())
+        return keys;
+    return {QStringLiteral("system/name"), QStringLiteral("system/uptime"),
+        QStringLiteral("system/load"), QStringLiteral("net/ip")};
+}
+
+CommandLineSyntax commandLineSyntax(GalleryOptions& options)
+{
+    QVector<CommandLineOption> table{
+        {"stream", "NAME", "Name of the stream (live).", takeText(options.stream)},
+        {"address", "TEXT", "What the QR code says when tapped (stream: and the stream's name).",
+            [&options](QString const& text) {
+                return takeAddress(text, options);
+            }},
+        {"key", "KEY", "Key of the information store to show; up to four times.",
+            [&options](QString const& text) {
+                return takeKey(text, options);
+            }},
+        {"full-screen", nullptr, "Fill the screen.",
+            [&options](QString const&) {
+                return options.fullScreen = true;
+            }},
+    };
+    return {"gallery",
+        "Shows every widget of the library with a live stream from shared memory.\n"
+        "\n"
+        "Each has a button that changes what it is set to: tap it for one thing, hold it for a\n"
+        "second for another. Sound is shown, not played.\n"
+        "\n"
+        "Signals: SIGTERM and SIGINT end it.",
+        table + runOptions(options), {}, {}};
+}
