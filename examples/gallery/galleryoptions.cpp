@@ -1,6 +1,6 @@
 #include "galleryoptions.h"
 
-#include <QUrl>
+#include "streamaddress.h"
 
 namespace {
 
@@ -23,9 +23,7 @@ bool takeKey(QString const& text, GalleryOptions& options)
 
 QString GalleryOptions::codeText() const
 {
-    return address.isEmpty()
-               ? QStringLiteral("stream:") + QString::fromLatin1(QUrl::toPercentEncoding(stream))
-               : address;
+    return streamAddress(address, stream);
 }
 
 QStringList GalleryOptions::shownKeys() const
@@ -33,7 +31,7 @@ QStringList GalleryOptions::shownKeys() const
     if (!keys.isEmpty())
         return keys;
     return {QStringLiteral("system/name"), QStringLiteral("system/uptime"),
-        QStringLiteral("system/load"), QStringLiteral("net/ip")};
+        QStringLiteral("system/load"), QStringLiteral("system/memory")};
 }
 
 CommandLineSyntax commandLineSyntax(GalleryOptions& options)

@@ -45,6 +45,9 @@ void VideoMeter::fitInto(QRect const& room, double scale)
                    (bars - 1) * scaled(BarSpacing));
     setGeometry(ground.adjusted(padding, padding, -padding, -padding));
 
+    mGround = QImage();
+    if (ground.isEmpty())
+        return;
     mGround = QImage(ground.size(), QImage::Format_ARGB32_Premultiplied);
     mGround.fill(Qt::transparent);
     QPainter painter(&mGround);

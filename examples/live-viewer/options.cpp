@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include <QUrl>
-
 #include "qrcard.h"
+#include "streamaddress.h"
 
 namespace {
 
@@ -70,9 +69,7 @@ QString findFault(Options const& options)
 
 QString Options::kioskAddress() const
 {
-    return address.isEmpty()
-               ? QStringLiteral("stream:") + QString::fromLatin1(QUrl::toPercentEncoding(stream))
-               : address;
+    return streamAddress(address, stream);
 }
 
 CommandLineSyntax commandLineSyntax(Options& options)

@@ -1,0 +1,10 @@
+#include "streamaddress.h"
+
+#include <QUrl>
+
+QString streamAddress(QString const& given, QString const& streamName)
+{
+    if (!given.isEmpty())
+        return given;
+    return QStringLiteral("stream:") + QString::fromLatin1(QUrl::toPercentEncoding(streamName));
+}
