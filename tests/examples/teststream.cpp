@@ -1,11 +1,20 @@
 #include "teststream.h"
 
 #include <cstring>
+#include <vector>
 
 #include "framestatistics.h"
 #include "shm_writer.h"
 
-TestStream::TestStream(QByteArray const& name, QSize const& size)
+namespace {
+
+constexpr int SoundRate = 48000;
+constexpr qint64 SoundDuration = 40'000; // µs
+
+} // namespace
+
+TestStream::TestStream(QByteArray const& name, QSize const& size, int channels)
+    : mChannels(channels)
 {
     shm_writer_config_t config;
     shm_writer_config_init(&config);
@@ -14,6 +23,8 @@ TestStream::TestStream(QByteArray const& name, QSize const& size)
     config.video_height = size.height();
     config.frame_rate_num = 50;
     config.frame_rate_den = 1;
+    config.audio_sample_rate = channels > 0 ? SoundRate : 0;
+    config.audio_channels = channels;
     mWriter.reset(shm_writer_open(&config, nullptr, 0));
 }
 
@@ -27,6 +38,14 @@ bool TestStream::publish(int grey)
             size_t(frame.stride[plane]) * frame.lines[plane]);
     }
     return shm_writer_commit_frame(mWriter.get(), &frame, wallClock()) == 0;
+}
+
+bool TestStream::publishSound(short sample)
+{
+    size_t const frames = SoundRate * SoundDuration / 1'000'000;
+    std::vector<short> const samples(frames * size_t(mChannels), sample);
+    return shm_writer_append_audio(
+               mWriter.get(), samples.data(), frames, wallClock() - SoundDuration) == 0;
 }
 
 int TestStream::pins() const
