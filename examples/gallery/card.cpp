@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <QVariant>
 
+#include "elidedlabel.h"
 #include "figure.h"
 #include "gallerystyle.h"
 #include "widgets/statebutton.h"
@@ -20,7 +21,7 @@ constexpr int Gap = 8;
 Card::Card(char const* name, QWidget* parent)
     : QFrame(parent)
     , mBody(new QVBoxLayout(this))
-    , mState(makeLabel("state", QString(), this))
+    , mState(new ElidedLabel("state", this))
 {
     // The window's layout alone decides how large it is, never what it shows.
     setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored);

@@ -1,16 +1,16 @@
 #include "storecard.h"
 
-#include <QGridLayout>
-#include <QLabel>
+#include <QHBoxLayout>
 
-#include "gallerystyle.h"
+#include "elidedlabel.h"
 #include "system/sysinfovalue.h"
-
-using gallerystyle::makeLabel;
 
 namespace {
 
 QString const Missing = QStringLiteral("–");
+
+constexpr int KeyShare = 4;
+constexpr int ValueShare = 5;
 
 } // namespace
 
@@ -18,16 +18,15 @@ StoreCard::StoreCard(QStringList const& keys, QWidget* parent)
     : Card("getSysinfoValue", parent)
     , mKeys(keys)
 {
-    auto* table = new QGridLayout;
-    table->setColumnStretch(1, 1);
-    body().addLayout(table, 1);
-    for (int row = 0; row < keys.size(); ++row) {
-        table->addWidget(makeLabel("state", keys[row], this), row, 0);
-        mValues.append(makeLabel("value", QString(), this));
+    for (QString const& key : keys) {
+        auto* line = new QHBoxLayout;
+        body().addLayout(line, 1);
+        auto* name = new ElidedLabel("state", this);
+        name->setText(key);
+        line->addWidget(name, KeyShare);
+        mValues.append(new ElidedLabel("value", this));
         mValues.last()->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        // A long one is cut off, and takes no room from others.
-        mValues.last()->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-        table->addWidget(mValues.last(), row, 1);
+        line->addWidget(mValues.last(), ValueShare);
     }
     refresh();
 }

@@ -43,9 +43,9 @@ struct Fixture
     QTimer publisher;
     int grey = 60;
 
-    explicit Fixture(QSize const& size = QSize(1280, 720))
+    explicit Fixture(
+        QSize const& size = QSize(1280, 720), GalleryOptions options = GalleryOptions())
     {
-        GalleryOptions options;
         options.stream = name;
         window = std::make_unique<GalleryWindow>(options);
         window->resize(size);
@@ -116,6 +116,7 @@ class TestGalleryWindow : public QObject
 private Q_SLOTS:
     void layout_leavesNothingOutAndNothingTooSmall_data();
     void layout_leavesNothingOutAndNothingTooSmall();
+    void longTexts_areCutAndMoveNothing();
     void stream_isShownByAllWidgets();
     void picture_isWhatTheScreenShows();
     void streamThatGoes_isWaitedForAndBackAgain();
@@ -166,6 +167,26 @@ void TestGalleryWindow::layout_leavesNothingOutAndNothingTooSmall()
                 qPrintable(what));
             QVERIFY2(widget->width() >= widget->sizeHint().width(), qPrintable(what));
         }
+    }
+}
+
+void TestGalleryWindow::longTexts_areCutAndMoveNothing()
+{
+    GalleryOptions options;
+    options.address = QString(300, QLatin1Char('w'));
+    options.keys = QStringList{QString(60, QLatin1Char('k'))};
+    Fixture f(QSize(1280, 720), options);
+    QVERIFY(QTest::qWaitForWindowExposed(f.window.get()));
+    CodeCard const& card = f.get<CodeCard>();
+    auto* button = card.findChild<StateButton*>();
+    QRect const place = button->geometry();
+    QTest::mouseClick(button, Qt::LeftButton);
+    QCOMPARE(card.state(), options.address);
+    QTest::qWait(100);
+    QCOMPARE(button->geometry(), place);
+    for (Card const* shown : f.window->findChildren<Card*>()) {
+        for (QWidget const* widget : shown->findChildren<QWidget*>())
+            QVERIFY(widget->parentWidget()->rect().contains(widget->geometry()));
     }
 }
 
