@@ -52,13 +52,13 @@ Ended runSysinfo(QStringList const& arguments, QByteArray const& input)
     return endOf(process);
 }
 
-Ended runSysinfoAsNobody(QStringList const& arguments)
+Ended runAsNobody(QStringList const& command)
 {
     QProcess process;
     process.start(
         QStringLiteral("setpriv"), QStringList{QStringLiteral("--reuid=65534"),
-                                       QStringLiteral("--clear-groups"), sysinfoProgram()} +
-                                       arguments);
+                                       QStringLiteral("--clear-groups"), QStringLiteral("--")} +
+                                       command);
     process.closeWriteChannel();
     return endOf(process);
 }

@@ -37,8 +37,8 @@ Ended endOf(QProcess& process);
 /** Runs the program to its end, on @p input. */
 Ended runSysinfo(QStringList const& arguments, QByteArray const& input = {});
 
-/** Runs it as a user without rights, which only root can do. */
-Ended runSysinfoAsNobody(QStringList const& arguments);
+/** Runs a program as a user without rights, which only root can do. */
+Ended runAsNobody(QStringList const& command);
 
 /** Runs lines of bash, in which the program is found by its name. */
 Ended runScript(QByteArray const& lines);

@@ -411,7 +411,7 @@ void SysinfoTest::otherUsersFiles_areFailures()
     QCOMPARE(chmod(QFile::encodeName(mPlace.path("shut")).constData(), 0700), 0);
 
     auto const nobody = [](char const* line) {
-        return runSysinfoAsNobody(words(line));
+        return runAsNobody(QStringList(sysinfoProgram()) + words(line));
     };
     VERIFY_OUTPUT(nobody("get group/b"), "c");
     VERIFY_COMPLAINT(nobody("get mine"), 1, "can't read 'mine': Permission denied");
