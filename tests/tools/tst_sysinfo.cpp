@@ -416,7 +416,10 @@ void SysinfoTest::otherUsersFiles_areFailures()
     VERIFY_OUTPUT(nobody("get group/b"), "c");
     VERIFY_COMPLAINT(nobody("get mine"), 1, "can't read 'mine': Permission denied");
     VERIFY_OUTPUT(nobody("get mine default"), "default");
-    VERIFY_COMPLAINT(nobody("set mine x"), 1, "can't write 'mine': Permission denied");
+    VERIFY_COMPLAINT(nobody("set mine x"), 1, "can't write 'mine': Operation not permitted");
+    VERIFY_COMPLAINT(nobody("set group/b x"), 1, "can't write 'group/b': Operation not permitted");
+    VERIFY_COMPLAINT(nobody("set group/new x"), 1, "can't write 'group/new': Permission denied");
+    VERIFY_OUTPUT(nobody("get group/b"), "c");
     VERIFY_COMPLAINT(nobody("remove group/b"), 1, "can't remove 'group/b': Permission denied");
     VERIFY_COMPLAINT(nobody("list shut"), 1, "can't list 'shut': Permission denied");
     Ended const tree = nobody("tree");

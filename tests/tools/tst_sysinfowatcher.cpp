@@ -85,12 +85,15 @@ private slots:
     void longName_isLeftAlone();
     void newKeyWhoseWriterHasNotBegun_isNotToldEmpty();
     void newKeyThatStaysEmpty_isToldInTheEnd();
+    void keyMadeAnewWhoseWriterHasNotBegun_isNotToldEmpty();
+    void valueThatWasEmptyForAMoment_isNoChange();
     void lostNotices_areMadeUpFor();
     void unmountedStore_isForgotten();
 
 private:
     void watch(char const* target, bool tellInitial = false);
     QByteArray told();
+    QByteArray toldInTheEnd();
     QString path(char const* key) const { return mPlace.path(key); }
 
     StorePlace mPlace;
@@ -122,6 +125,17 @@ QByteArray SysinfoWatcherTest::told()
          wait.fd = mWatcher->descriptor())
         mWatcher->update();
     return mRecorder.take();
+}
+
+/** The same when there are no doubts any more. */
+QByteArray SysinfoWatcherTest::toldInTheEnd()
+{
+    QByteArray const lines = told();
+    while (mWatcher->patience() >= 0) {
+        QTest::qSleep(mWatcher->patience() + 1);
+        mWatcher->update();
+    }
+    return lines + mRecorder.take();
 }
 
 void SysinfoWatcherTest::presentValues_areToldOnlyWhenAskedFor()
@@ -195,7 +209,7 @@ void SysinfoWatcherTest::emptyValue_isAChange()
     watch("");
     set("a", "");
     set("b", "");
-    QCOMPARE(told(), QByteArray("a= b="));
+    QCOMPARE(toldInTheEnd(), QByteArray("a= b="));
     drop("b");
     QCOMPARE(told(), QByteArray("-b"));
 }
@@ -294,6 +308,12 @@ void SysinfoWatcherTest::groupMovedAway_isForgotten()
     QCOMPARE(told(), QByteArray());
     QVERIFY(QDir().rename(elsewhere, path("net")));
     QCOMPARE(told(), QByteArray("net/if/eth0=0 net/ip=1"));
+
+    QVERIFY(QDir().rename(path("net"), elsewhere));
+    set("net/ip", "2");
+    QCOMPARE(told(), QByteArray("-net/if/eth0 -net/ip net/ip=2"));
+    QVERIFY(file.remove());
+    QCOMPARE(told(), QByteArray());
 }
 
 void SysinfoWatcherTest::groupMovedWithin_isFollowedUnderItsNewName()
@@ -358,6 +378,9 @@ void SysinfoWatcherTest::linksAndPipes_areLeftAlone()
     QVERIFY(QFile::link(QStringLiteral("."), path("net/loop")));
     QString const pipe = mPlace.above() + QStringLiteral("/pipe");
     QCOMPARE(mkfifo(QFile::encodeName(pipe).data(), 0666), 0);
+    // A group whose notice comes too late.
+    QVERIFY(QDir().mkdir(path("late")) && QDir().rmdir(path("late")));
+    QVERIFY(QFile::link(QStringLiteral("net"), path("late")));
     // Opening it would wait for ever.
     QVERIFY(QFile::rename(pipe, path("pipe")));
     QCOMPARE(told(), QByteArray());
@@ -400,10 +423,30 @@ void SysinfoWatcherTest::newKeyThatStaysEmpty_isToldInTheEnd()
     set("net/gone", "");
     QCOMPARE(told(), QByteArray());
     drop("net/gone");
-    QTest::qWait(mWatcher->patience() + 1);
-    mWatcher->update();
-    QCOMPARE(told(), QByteArray("net/empty="));
-    QCOMPARE(mWatcher->patience(), -1);
+    QCOMPARE(toldInTheEnd(), QByteArray("net/empty="));
+}
+
+void SysinfoWatcherTest::keyMadeAnewWhoseWriterHasNotBegun_isNotToldEmpty()
+{
+    set("a", "0");
+    watch("");
+    set("a", "1");
+    drop("a");
+    QFile file(path("a"));
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Append));
+    QCOMPARE(told(), QByteArray("-a"));
+    set("a", "2");
+    QCOMPARE(toldInTheEnd(), QByteArray("a=2"));
+}
+
+void SysinfoWatcherTest::valueThatWasEmptyForAMoment_isNoChange()
+{
+    set("a", "0");
+    watch("");
+    set("a", "");
+    QCOMPARE(told(), QByteArray());
+    set("a", "0");
+    QCOMPARE(toldInTheEnd(), QByteArray());
 }
 
 void SysinfoWatcherTest::lostNotices_areMadeUpFor()

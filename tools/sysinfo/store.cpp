@@ -24,14 +24,26 @@ constexpr size_t BlockSize = 65536;
 
 using Stream = std::unique_ptr<FILE, int (*)(FILE*)>;
 
-/** Whether @p key can be opened: what is neither absent nor a file might block, or isn't a value.
- */
-bool isUsable(std::string const& key)
+enum class Use
+{
+    Read,
+    Write
+};
+
+/** Whether @p key may be opened, as far as there is something of its name. */
+bool isUsable(std::string const& key, Use use)
 {
     struct stat status = {};
-    if (stat(path(key).c_str(), &status) != 0 || S_ISREG(status.st_mode))
+    if (stat(path(key).c_str(), &status) != 0)
         return true;
-    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    if (S_ISDIR(status.st_mode))
+        errno = EISDIR;
+    else if (!S_ISREG(status.st_mode))
+        errno = EINVAL; // opening it might wait for ever
+    else if (use == Use::Write && geteuid() != 0 && geteuid() != status.st_uid)
+        errno = EPERM; // the library finds out when it has emptied the value
+    else
+        return true;
     return false;
 }
 
@@ -74,7 +86,7 @@ std::string faultOf(std::string_view key)
 
 std::optional<std::string> read(std::string const& key)
 {
-    if (!isUsable(key))
+    if (!isUsable(key, Use::Read))
         return {};
     Stream const stream(sysinfo_open_read(key.c_str()), sysinfo_close);
     if (!stream)
@@ -93,7 +105,7 @@ std::optional<std::string> read(std::string const& key)
 
 bool write(std::string const& key, std::string_view value)
 {
-    if (!isUsable(key))
+    if (!isUsable(key, Use::Write))
         return false;
     Stream stream(sysinfo_open_write(key.c_str()), sysinfo_close);
     if (!stream)

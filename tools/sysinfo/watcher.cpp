@@ -23,7 +23,10 @@ constexpr uint32_t OwnDeparture = IN_DELETE_SELF | IN_MOVE_SELF;
 constexpr uint32_t PlaceEvents = Arrival | Departure | OwnDeparture | IN_ONLYDIR;
 constexpr uint32_t GroupEvents = PlaceEvents | IN_CLOSE_WRITE;
 
-/** Longer than a writer takes from making a file to locking it. */
+/**
+ * Longer than a writer takes from making a file to locking it: a key found empty may be about to
+ * get its first value.
+ */
 constexpr std::chrono::milliseconds DoubtTime(100);
 
 Failure watchFailure(std::string const& path, int error)
@@ -154,7 +157,7 @@ void Watcher::settle()
     else if (!isAbsence(error))
         throw watchFailure(mTarget, error);
     else if (mTarget != mRoot)
-        check(keyOf(mTarget), Look::AtScan);
+        check(keyOf(mTarget));
 }
 
 void Watcher::scanGroup(std::string const& path)
@@ -181,7 +184,7 @@ void Watcher::scanEntries(std::string const& path)
         if (entry.isGroup)
             scanGroup(child);
         else
-            check(keyOf(child), Look::AtScan);
+            check(keyOf(child));
     }
 }
 
@@ -194,7 +197,7 @@ void Watcher::rescan()
     settle();
     std::map<std::string, std::string> const known = mValues;
     for (auto const& [key, value] : known)
-        check(key, Look::AtNotice);
+        check(key);
 }
 
 void Watcher::take(inotify_event const& event)
@@ -226,7 +229,7 @@ void Watcher::takeName(std::string const& path, uint32_t events)
         else if (events & Arrival)
             settle();
         else if (path == mTarget && path != mRoot)
-            check(keyOf(path), Look::AtNotice);
+            check(keyOf(path));
         return;
     }
     std::string const key = isWithin(path, mTarget) ? keyOf(path) : std::string();
@@ -238,7 +241,7 @@ void Watcher::takeName(std::string const& path, uint32_t events)
     else if (isGroup)
         scanGroup(path);
     else if (events & (IN_CLOSE_WRITE | IN_MOVED_TO))
-        check(key, Look::AtNotice);
+        check(key);
 }
 
 /** Watches nothing at and under @p path any longer. */
@@ -274,7 +277,7 @@ void Watcher::check(std::string const& key, Look look)
     auto const known = mValues.find(key);
     if (known != mValues.end() && known->second == *value)
         return;
-    if (known == mValues.end() && value->empty() && look == Look::AtScan && !mQuiet) {
+    if (value->empty() && look == Look::First && !mQuiet) {
         mDoubts.try_emplace(key, Clock::now() + DoubtTime);
         return;
     }
@@ -295,8 +298,10 @@ void Watcher::resolveDoubts()
 {
     std::map<std::string, Clock::time_point> const doubts = mDoubts;
     for (auto const& [key, end] : doubts) {
-        if (Clock::now() >= end)
-            check(key, Look::AtNotice);
+        if (Clock::now() < end)
+            continue;
+        mDoubts.erase(key);
+        check(key, Look::Again);
     }
 }
 

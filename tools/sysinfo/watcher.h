@@ -57,8 +57,8 @@ private:
 
     enum class Look
     {
-        AtNotice, /**< its writer has ended */
-        AtScan    /**< its writer may not have begun yet */
+        First,
+        Again /**< after the doubt whether it is empty */
     };
 
     void open();
@@ -71,7 +71,7 @@ private:
     void take(inotify_event const& event);
     void takeName(std::string const& path, uint32_t events);
     void leave(std::string const& path);
-    void check(std::string const& key, Look look);
+    void check(std::string const& key, Look look = Look::First);
     void forget(std::string const& key);
     void resolveDoubts();
     std::string keyOf(std::string const& path) const;
@@ -84,7 +84,7 @@ private:
     bool mQuiet;
     std::map<int, std::string> mFolders; /**< paths by watch */
     std::map<std::string, std::string> mValues;
-    std::map<std::string, Clock::time_point> mDoubts; /**< new keys found empty; asked again then */
+    std::map<std::string, Clock::time_point> mDoubts; /**< keys found empty; asked again then */
 };
 
 #endif
