@@ -19,7 +19,13 @@ StorePlace::StorePlace()
 {
     // For a user without rights too.
     QFile::setPermissions(mDir.path(), QFile::Permissions(0x7755));
+    QDir::setCurrent(mDir.path());
     qputenv("SYSINFO_PROFILE", QFile::encodeName(root()));
+}
+
+StorePlace::~StorePlace()
+{
+    QDir::setCurrent(QDir::rootPath());
 }
 
 void StorePlace::clear()

@@ -4,17 +4,23 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
-/** The place of the store for this program and those that it starts. */
+/**
+ * The place of the store for this program and those that it starts. Paths are those from the
+ * current folder, which it sets: the store opens all folders on its path to everybody, and the
+ * temporary files' common one must not be among them.
+ */
 class StorePlace
 {
 public:
     StorePlace();
+    ~StorePlace();
+    Q_DISABLE_COPY(StorePlace)
 
     /** Makes it a place without a store, and without the folder that is to hold it. */
     void clear();
 
     QString root() const { return above() + QStringLiteral("/store"); }
-    QString above() const { return mDir.path() + QStringLiteral("/var"); }
+    QString above() const { return QStringLiteral("var"); }
     QString path(char const* key) const { return root() + QLatin1Char('/') + QLatin1String(key); }
 
 private:

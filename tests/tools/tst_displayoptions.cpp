@@ -1,10 +1,9 @@
 #include <options.h>
 
+#include "manualpage.h"
 #include <messagecheck.h>
 
 #include <QCoreApplication>
-#include <QFile>
-#include <QRegularExpression>
 #include <QTest>
 
 namespace {
@@ -104,24 +103,10 @@ void DisplayOptionsTest::refusal_saysWhatWasWrong()
 
 void DisplayOptionsTest::helpAndManualPage_nameTheSameOptions()
 {
-    auto const namesIn = [](QString const& text, char const* pattern) {
-        QRegularExpression const expression(
-            QString::fromLatin1(pattern), QRegularExpression::MultilineOption);
-        QStringList names;
-        for (auto matches = expression.globalMatch(text); matches.hasNext();)
-            names.append(matches.next().captured(1));
-        names.sort();
-        return names;
-    };
-    QFile page(QStringLiteral(MANUAL_PAGE));
-    QVERIFY(page.open(QIODevice::ReadOnly));
-    QString manual = QString::fromUtf8(page.readAll());
-    manual.remove(QLatin1Char('\\'));
-    // The options alone: further down --output and --json are spoken of once more.
-    manual = manual.section(QStringLiteral(".SH "), 4, 4);
     QStringList const inHelp = namesIn(parse("--help").text, "^  (--[a-z-]+)");
     QCOMPARE(inHelp.size(), 6);
-    QCOMPARE(namesIn(manual, "^\\.BI? (--[a-z-]+)"), inHelp);
+    // Further down --output and --json are spoken of once more.
+    QCOMPARE(namesIn(manualSection(QStringLiteral("OPTIONS")), "^\\.BI? (--[a-z-]+)"), inHelp);
 }
 
 QVORLIN_TEST_MAIN(QCoreApplication, DisplayOptionsTest)

@@ -1,10 +1,9 @@
 #include <options.h>
 
+#include "manualpage.h"
 #include <messagecheck.h>
 
 #include <QCoreApplication>
-#include <QFile>
-#include <QRegularExpression>
 #include <QTest>
 
 namespace {
@@ -215,23 +214,9 @@ void PublishOptionsTest::emptyInput_isRefused()
 
 void PublishOptionsTest::usage_andManualPage_nameTheSameOptions()
 {
-    auto const namesIn = [](QString const& text, QString const& pattern) {
-        QStringList names;
-        QRegularExpression const expression(pattern, QRegularExpression::MultilineOption);
-        for (auto matches = expression.globalMatch(text); matches.hasNext();)
-            names.append(matches.next().captured(1));
-        names.removeDuplicates();
-        names.sort();
-        return names;
-    };
-    QFile page(QStringLiteral(MANUAL_PAGE));
-    QVERIFY(page.open(QIODevice::ReadOnly));
-    QString const manual =
-        QString::fromUtf8(page.readAll()).replace(QLatin1String("\\-"), QLatin1String("-"));
-    QStringList const inUsage =
-        namesIn(QString::fromStdString(usage()), QStringLiteral("^  (--[a-z-]+)"));
+    QStringList const inUsage = namesIn(QString::fromStdString(usage()), "^  (--[a-z-]+)");
     QVERIFY(inUsage.size() > 10);
-    QCOMPARE(namesIn(manual, QStringLiteral("^\\.B[IR]? (--[a-z-]+)")), inUsage);
+    QCOMPARE(namesIn(manualPage(), "^\\.B[IR]? (--[a-z-]+)"), inUsage);
 }
 
 QVORLIN_TEST_MAIN(QCoreApplication, PublishOptionsTest)

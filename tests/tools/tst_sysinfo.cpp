@@ -1,3 +1,4 @@
+#include "manualpage.h"
 #include "sysinfoprocess.h"
 
 #include <sys/mount.h>
@@ -543,13 +544,9 @@ void SysinfoTest::relativeProfile_isTakenFromTheWorkingFolder()
 
 void SysinfoTest::examplesOfTheManual_doWhatItShows()
 {
-    QFile page(QStringLiteral(MANUAL_PAGE));
-    QVERIFY(page.open(QIODevice::ReadOnly));
-    QString examples = QString::fromUtf8(page.readAll());
-    examples = examples.section(QStringLiteral(".SH EXAMPLES"), 1, 1)
-                   .section(QStringLiteral(".nf\n"), 1, 1)
-                   .section(QStringLiteral(".fi"), 0, 0);
-    examples.replace(QLatin1String("\\-"), QLatin1String("-"));
+    QString examples = manualSection(QStringLiteral("EXAMPLES"))
+                           .section(QStringLiteral(".nf\n"), 1, 1)
+                           .section(QStringLiteral(".fi"), 0, 0);
     examples.replace(QLatin1String("\\e"), QLatin1String("\\"));
     QByteArray typed;
     QByteArray appears;

@@ -1,11 +1,10 @@
 #include <failure.h>
 #include <options.h>
 
+#include "manualpage.h"
 #include <messagecheck.h>
 
 #include <QCoreApplication>
-#include <QFile>
-#include <QRegularExpression>
 #include <QTest>
 
 namespace {
@@ -21,27 +20,6 @@ QByteArray refusal(Texts const& arguments)
         return refused.what();
     }
     return {};
-}
-
-QStringList namesIn(QString const& text, char const* pattern)
-{
-    QRegularExpression const expression(
-        QString::fromLatin1(pattern), QRegularExpression::MultilineOption);
-    QStringList names;
-    for (auto matches = expression.globalMatch(text); matches.hasNext();)
-        names.append(matches.next().captured(1));
-    names.sort();
-    return names;
-}
-
-QString manualSection(QString const& title)
-{
-    QFile page(QStringLiteral(MANUAL_PAGE));
-    if (!page.open(QIODevice::ReadOnly))
-        return {};
-    QString const text =
-        QString::fromUtf8(page.readAll()).replace(QLatin1String("\\-"), QLatin1String("-"));
-    return text.section(QStringLiteral(".SH ") + title, 1, 1).section(QStringLiteral(".SH "), 0, 0);
 }
 
 } // namespace
