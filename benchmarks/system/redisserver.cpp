@@ -26,8 +26,10 @@ pid_t startServer(const std::string& socket)
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const int nothing = open("/dev/null", O_RDWR);
     dup2(nothing, STDOUT_FILENO);
-    execlp("redis-server", "redis-server", "--port", "0", "--unixsocket", socket.c_str(), "--save",
-        "", "--appendonly", "no", "--daemonize", "no", static_cast<char*>(nullptr));
+    // One program, which does what it is called by. Debian has it under the other name in
+    // redis-tools; the package of its own name also starts a server for the whole system.
+    execlp("redis-check-rdb", "redis-server", "--port", "0", "--unixsocket", socket.c_str(),
+        "--save", "", "--appendonly", "no", "--daemonize", "no", static_cast<char*>(nullptr));
     _exit(127);
 }
 
@@ -38,7 +40,7 @@ RedisServer::RedisServer(const std::string& socket)
     , mClient(nullptr, redisFree)
 {
     if (!connect(socket))
-        mError = "there is no Redis server (Debian's redis-server)";
+        mError = "there is no Redis server (Debian's redis-tools)";
 }
 
 RedisServer::~RedisServer()
