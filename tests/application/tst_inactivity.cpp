@@ -2,7 +2,13 @@
 
 #include <dlfcn.h>
 
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEvent>
 #include <QPushButton>
+#include <QSignalSpy>
+#include <QTimer>
+#include <QVector>
 
 #include "fakelogger.h"
 #include "messagecheck.h"

@@ -1,6 +1,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <QProcess>
+
 #include "application/qvorlinapplication.h"
 #include "fakelogger.h"
 #include "messagecheck.h"

@@ -1,10 +1,18 @@
 #include <optional>
 
+#include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
+#include <QEvent>
+#include <QFile>
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QVector>
 
 #include "application/qvorlinapplication.h"
 #include "fakelogger.h"

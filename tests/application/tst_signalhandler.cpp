@@ -4,6 +4,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <QSignalSpy>
+#include <QTemporaryFile>
+
 #include "messagecheck.h"
 #include "systemcalls.h"
 #include "testapplication.h"

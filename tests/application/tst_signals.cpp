@@ -3,6 +3,9 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <QSocketNotifier>
+#include <QThread>
+
 #include "messagecheck.h"
 #include "systemcalls.h"
 #include "testapplication.h"

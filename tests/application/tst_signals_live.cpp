@@ -1,5 +1,7 @@
 #include <csignal>
 
+#include <QProcess>
+
 #include "messagecheck.h"
 
 namespace {

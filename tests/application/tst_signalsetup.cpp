@@ -2,6 +2,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <QSignalSpy>
+#include <QSocketNotifier>
+
 #include "application/appeventfilter.h"
 #include "messagecheck.h"
 #include "systemcalls.h"

@@ -5,7 +5,7 @@
 
 #include <QObject>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include "childprogram.h"
 #include "streamplace.h"

@@ -1,6 +1,6 @@
 #include "distribution.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 

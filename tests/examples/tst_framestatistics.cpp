@@ -3,7 +3,7 @@
 #include <thread>
 
 #include <QCoreApplication>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 

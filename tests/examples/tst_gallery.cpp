@@ -3,7 +3,7 @@
 #include <QCoreApplication>
 #include <QFile>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include "childprogram.h"
 #include "messagecheck.h"

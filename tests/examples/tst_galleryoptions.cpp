@@ -1,7 +1,7 @@
 #include "galleryoptions.h"
 
 #include <QCoreApplication>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 

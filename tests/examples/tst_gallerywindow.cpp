@@ -5,8 +5,8 @@
 #include <QDir>
 #include <QLabel>
 #include <QScreen>
+#include <QTest>
 #include <QTouchDevice>
-#include <QtTest>
 
 #include "buttoncard.h"
 #include "codecard.h"

@@ -2,7 +2,7 @@
 
 #include <QCoreApplication>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "streamplace.h"

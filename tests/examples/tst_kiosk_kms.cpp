@@ -6,7 +6,7 @@
 #include <QElapsedTimer>
 #include <QImage>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include "childprogram.h"
 #include "messagecheck.h"

@@ -4,8 +4,8 @@
 #include <QPixmap>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QTest>
 #include <QTouchDevice>
-#include <QtTest>
 
 #include "greyframe.h"
 #include "opengltest.h"

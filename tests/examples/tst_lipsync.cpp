@@ -1,6 +1,6 @@
 #include "lipsync.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 

@@ -5,7 +5,7 @@
 #include <QFile>
 #include <QImage>
 #include <QJsonObject>
-#include <QtTest>
+#include <QTest>
 
 #include "livestreamtest.h"
 #include "messagecheck.h"

@@ -1,7 +1,7 @@
 #include "options.h"
 
 #include <QCoreApplication>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 

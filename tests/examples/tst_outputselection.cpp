@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include <QtTest>
+#include <QTest>
 
 #include "capturedoutput.h"
 #include "extdisplay/extdisplay.h"

@@ -3,7 +3,7 @@
 #include <atomic>
 
 #include <QElapsedTimer>
-#include <QtTest>
+#include <QTest>
 
 #include "extdisplay/extdisplay.h"
 #include "fakelogger.h"

@@ -1,6 +1,6 @@
 #include "soundlag.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 

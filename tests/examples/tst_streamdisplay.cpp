@@ -4,7 +4,7 @@
 
 #include <QJsonObject>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include "greyframe.h"
 #include "opengltest.h"

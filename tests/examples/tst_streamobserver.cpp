@@ -3,7 +3,8 @@
 #include <memory>
 
 #include <QCoreApplication>
-#include <QtTest>
+#include <QSignalSpy>
+#include <QTest>
 
 #include "framestatistics.h"
 #include "messagecheck.h"

@@ -3,7 +3,7 @@
 #include <QApplication>
 #include <QPainter>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "renderlib/customvideowidget.h"

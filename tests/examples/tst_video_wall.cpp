@@ -4,7 +4,7 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include "childprogram.h"
 #include "messagecheck.h"

@@ -1,7 +1,7 @@
 #include "videoview.h"
 
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include "greyframe.h"
 #include "opengltest.h"

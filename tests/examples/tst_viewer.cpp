@@ -8,8 +8,8 @@
 #include <QLabel>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QWindow>
-#include <QtTest>
 
 #include "application/qvorlinapplication.h"
 #include "messagecheck.h"

@@ -3,7 +3,7 @@
 #include <QApplication>
 #include <QLabel>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include "framestatistics.h"
 #include "messagecheck.h"

@@ -3,7 +3,9 @@
 #include <memory>
 #include <vector>
 
-#include <QtTest>
+#include <QTest>
+#include <QTimer>
+#include <QVector>
 
 #include "greyframe.h"
 #include "opengltest.h"

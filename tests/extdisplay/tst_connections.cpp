@@ -2,7 +2,7 @@
 
 #include <fcntl.h>
 
-#include <QtTest>
+#include <QTest>
 
 #include "extdisplay/extdisplay.h"
 

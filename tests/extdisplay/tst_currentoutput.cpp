@@ -1,6 +1,6 @@
 #include <QGuiApplication>
 #include <QScreen>
-#include <QtTest>
+#include <QTest>
 
 #include "extdisplay/extdisplay.h"
 

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <QSharedPointer>
-#include <QtTest>
+#include <QTest>
 
 #include "fakedrm.h"
 #include "messagecheck.h"

@@ -4,9 +4,13 @@
 
 #include <fcntl.h>
 
+#include <QCoreApplication>
+#include <QFile>
 #include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include "extdisplay/extdisplay.h"
 

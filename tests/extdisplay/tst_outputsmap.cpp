@@ -5,7 +5,7 @@
 #include <fcntl.h>
 
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include "extdisplay/extdisplay.h"
 

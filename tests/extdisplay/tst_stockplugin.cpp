@@ -7,7 +7,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <QtTest>
+#include <QTest>
 
 #include "extdisplay/stockplugin.h"
 

@@ -6,7 +6,10 @@
 
 #include <unistd.h>
 
-#include <QtTest>
+#include <QCoreApplication>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTest>
 
 #include "capturedoutput.h"
 #include "logger.h"

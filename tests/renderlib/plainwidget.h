@@ -1,9 +1,9 @@
 #ifndef PLAINWIDGET_H
 #define PLAINWIDGET_H
 
+#include <QTest>
 #include <QWidget>
 #include <QWindow>
-#include <QtTest>
 
 /** A widget with an OpenGL window that paints nothing, but counts how often it is asked to. */
 class PlainWidget : public QWidget

@@ -1,7 +1,7 @@
 #include "renderlib/custompaintervideosurface.h"
 
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include "fakepainters.h"
 #include "messagecheck.h"

@@ -3,7 +3,7 @@
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include "contextfaults.h"
 #include "fakepainters.h"

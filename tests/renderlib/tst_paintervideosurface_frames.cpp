@@ -2,7 +2,7 @@
 
 #include <QPainter>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include "fakepainters.h"
 #include "messagecheck.h"

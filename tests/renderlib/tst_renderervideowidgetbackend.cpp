@@ -4,8 +4,8 @@
 #include <QPaintEngine>
 #include <QPaintEvent>
 #include <QSignalSpy>
+#include <QTest>
 #include <QVideoSurfaceFormat>
-#include <QtTest>
 
 #include "contextfaults.h"
 #include "fakepainters.h"

@@ -4,8 +4,8 @@
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
 #include <QPaintEvent>
+#include <QTest>
 #include <QVideoSurfaceFormat>
-#include <QtTest>
 
 #include "fakepainters.h"
 #include "opengltest.h"

@@ -3,9 +3,9 @@
 #include <QMetaProperty>
 #include <QOpenGLContext>
 #include <QSignalSpy>
+#include <QTest>
 #include <QVideoFrame>
 #include <QWindow>
-#include <QtTest>
 
 #include "objectlayout.h"
 #include "opengltest.h"

@@ -6,8 +6,8 @@
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QTimer>
-#include <QtTest>
 
 #include "opengltest.h"
 #include "shm_writer.h"

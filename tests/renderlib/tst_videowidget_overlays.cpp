@@ -4,8 +4,8 @@
 #include <memory>
 
 #include <QPainter>
+#include <QTest>
 #include <QVideoFrame>
-#include <QtTest>
 
 #include "opengltest.h"
 #include "testframes.h"

@@ -7,8 +7,8 @@
 #include <QPaintEngine>
 #include <QPainter>
 #include <QScreen>
+#include <QTest>
 #include <QWindow>
-#include <QtTest>
 
 #include "opengltest.h"
 #include "planarbuffer.h"

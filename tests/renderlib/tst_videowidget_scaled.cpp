@@ -1,7 +1,7 @@
 #include "renderlib/customvideowidget.h"
 
+#include <QTest>
 #include <QWindow>
-#include <QtTest>
 
 #include "opengltest.h"
 #include "testframes.h"

@@ -3,9 +3,9 @@
 #include <memory>
 
 #include <QPointer>
+#include <QTest>
 #include <QVideoFrame>
 #include <QWindow>
-#include <QtTest>
 
 #include "opengltest.h"
 #include "testframes.h"
@@ -112,7 +112,8 @@ void TestVideoWidgetWindows::severalWidgets_playSideBySide()
             widgets[i]->updateFrame(colourFrame(colours[(i + round) % 3], round));
         for (int i = 0; i < 3; ++i) {
             QTRY_VERIFY(probes[i]->paints > round);
-            QCOMPARE(probes[i]->picture.pixelColor(95, 50), colours[(i + round) % 3]);
+            // A window that comes up may have had the former picture painted once more.
+            QTRY_COMPARE(probes[i]->picture.pixelColor(95, 50), colours[(i + round) % 3]);
             QCOMPARE(probes[i]->context, contextOf(*widgets[i]));
         }
     }

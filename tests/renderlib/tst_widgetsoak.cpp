@@ -9,7 +9,7 @@
 #include <QOpenGLFunctions>
 #include <QPainter>
 #include <QSurfaceFormat>
-#include <QtTest>
+#include <QTest>
 
 #include "opengltest.h"
 #include "planarbuffer.h"

@@ -2,9 +2,9 @@
 
 #include <QOpenGLFunctions>
 #include <QPainter>
+#include <QTest>
 #include <QVideoFrame>
 #include <QWindow>
-#include <QtTest>
 
 void Probe::paint(QPainter* painter)
 {

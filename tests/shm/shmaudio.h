@@ -7,7 +7,7 @@
 #include <cmath>
 #include <vector>
 
-#include <QtTest>
+#include <QTest>
 
 namespace shmtest {
 

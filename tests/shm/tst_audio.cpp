@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include <QCoreApplication>
-#include <QtTest>
+#include <QTest>
 
 using namespace shmtest;
 

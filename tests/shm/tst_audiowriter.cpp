@@ -2,7 +2,7 @@
 #include "shmaudio.h"
 
 #include <QCoreApplication>
-#include <QtTest>
+#include <QTest>
 
 using namespace shmtest;
 

@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include <QCoreApplication>
-#include <QtTest>
+#include <QTest>
 
 Q_DECLARE_METATYPE(shm_writer_config_t)
 

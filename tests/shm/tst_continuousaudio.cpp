@@ -6,7 +6,7 @@
 #include <vector>
 
 #include <QCoreApplication>
-#include <QtTest>
+#include <QTest>
 
 using namespace shmtest;
 

@@ -13,8 +13,8 @@
 #include <QFile>
 #include <QRandomGenerator>
 #include <QScopeGuard>
+#include <QTest>
 #include <QThread>
-#include <QtTest>
 
 using namespace shmtest;
 

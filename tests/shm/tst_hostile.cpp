@@ -20,7 +20,7 @@
 #include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QScopeGuard>
-#include <QtTest>
+#include <QTest>
 
 using namespace shmtest;
 

@@ -7,8 +7,8 @@
 #include <QFile>
 #include <QMap>
 #include <QRegularExpression>
+#include <QTest>
 #include <QVector>
-#include <QtTest>
 
 using namespace shm;
 

@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include <QCoreApplication>
+#include <QTest>
 #include <QVector>
-#include <QtTest>
 
 using namespace shmtest;
 

@@ -8,7 +8,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QtTest>
+#include <QTest>
 
 using namespace shmtest;
 

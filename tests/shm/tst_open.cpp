@@ -15,7 +15,9 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QtTest>
+#include <QFile>
+#include <QScopeGuard>
+#include <QTest>
 
 using namespace shmtest;
 

@@ -6,7 +6,7 @@
 
 #include <QCoreApplication>
 #include <QRegularExpression>
-#include <QtTest>
+#include <QTest>
 
 using namespace shmtest;
 

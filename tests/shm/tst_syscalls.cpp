@@ -7,7 +7,7 @@
 #include <signal.h>
 
 #include <QCoreApplication>
-#include <QtTest>
+#include <QTest>
 
 using namespace shmtest;
 

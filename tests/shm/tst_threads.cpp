@@ -14,7 +14,7 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QtTest>
+#include <QTest>
 
 using namespace shmtest;
 

@@ -1,7 +1,7 @@
 #ifndef MESSAGECHECK_H
 #define MESSAGECHECK_H
 
-#include <QtTest>
+#include <QTest>
 
 /**
  * Announces one Qt message of exactly this text. Every warning or critical message that was not

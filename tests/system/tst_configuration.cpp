@@ -1,6 +1,6 @@
 #include "system/configuration.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include "fakelogger.h"
 #include "messagecheck.h"

@@ -5,7 +5,7 @@
 #include <thread>
 #include <vector>
 
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "programfolder.h"

@@ -8,7 +8,7 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QRegularExpression>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 

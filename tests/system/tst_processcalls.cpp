@@ -1,7 +1,7 @@
 #include <utility>
 
 #include <QProcess>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "programfolder.h"

@@ -5,8 +5,12 @@
 #include <memory>
 #include <vector>
 
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QProcess>
+#include <QTest>
 #include <QThread>
-#include <QtTest>
 
 #include "messagecheck.h"
 #include "programfolder.h"

@@ -7,7 +7,7 @@
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "programfolder.h"

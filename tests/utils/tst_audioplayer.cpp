@@ -4,7 +4,7 @@
 
 #include <QMetaMethod>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 extern "C" {
 #include <libswresample/swresample.h>

@@ -1,6 +1,6 @@
 #include <memory>
 
-#include <QtTest>
+#include <QTest>
 
 #include "audioplayerstage.h"
 #include "messagecheck.h"

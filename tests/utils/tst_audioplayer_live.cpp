@@ -13,7 +13,7 @@
 #include <QAudioOutput>
 #include <QBuffer>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include "fakelogger.h"
 #include "messagecheck.h"

@@ -5,7 +5,7 @@
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include "audioplayerstage.h"
 #include "messagecheck.h"

@@ -4,7 +4,7 @@
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include "fakelogger.h"
 #include "messagecheck.h"

@@ -1,6 +1,6 @@
 #include <ctime>
 
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "utils/clockadjustmentdetector.h"

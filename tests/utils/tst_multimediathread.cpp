@@ -5,7 +5,12 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
-#include <QtTest>
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QSemaphore>
+#include <QTest>
+#include <QThread>
+#include <QVector>
 
 #include "messagecheck.h"
 #include "utils/multimediathread.h"

@@ -1,4 +1,4 @@
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "utils/opsratecounter.h"

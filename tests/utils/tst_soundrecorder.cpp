@@ -6,7 +6,7 @@
 
 #include <QDateTime>
 #include <QProcess>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "soundanalysis.h"

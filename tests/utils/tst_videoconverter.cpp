@@ -5,7 +5,7 @@
 #include <vector>
 
 #include <QMutexLocker>
-#include <QtTest>
+#include <QTest>
 
 extern "C" {
 #include <libavutil/log.h>

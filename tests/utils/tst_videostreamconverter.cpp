@@ -3,7 +3,7 @@
 #include <thread>
 #include <vector>
 
-#include <QtTest>
+#include <QTest>
 
 #include "dyingwords.h"
 #include "messagecheck.h"

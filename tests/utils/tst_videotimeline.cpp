@@ -3,7 +3,15 @@
 
 #include <pthread.h>
 
-#include <QtTest>
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QSemaphore>
+#include <QSharedPointer>
+#include <QTest>
+#include <QThread>
 
 #include "messagecheck.h"
 #include "utils/mediasource.h"

@@ -4,7 +4,7 @@
 
 #include <QProcess>
 #include <QSharedPointer>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "utils/mediasource.h"

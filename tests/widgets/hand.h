@@ -2,8 +2,8 @@
 #define HAND_H
 
 #include <QProcess>
+#include <QTest>
 #include <QWindow>
-#include <QtTest>
 
 /** Presses what lies at places of a window. What is still down at the end is let go. */
 class Hand

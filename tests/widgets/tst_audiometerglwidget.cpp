@@ -7,7 +7,7 @@
 #include <QPainter>
 #include <QPair>
 #include <QRandomGenerator>
-#include <QtTest>
+#include <QTest>
 
 #include "allocationcounter.h"
 #include "canvas.h"

@@ -1,6 +1,6 @@
 #include <QApplication>
 #include <QRandomGenerator>
-#include <QtTest>
+#include <QTest>
 
 #include "allocationcounter.h"
 #include "messagecheck.h"

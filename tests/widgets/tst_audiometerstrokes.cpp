@@ -2,7 +2,7 @@
 #include <limits>
 
 #include <QApplication>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "strokerecorder.h"

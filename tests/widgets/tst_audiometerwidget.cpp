@@ -3,7 +3,7 @@
 #include <QApplication>
 #include <QPaintEvent>
 #include <QPainter>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "meterreference.h"

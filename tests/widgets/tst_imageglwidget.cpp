@@ -8,7 +8,7 @@
 #include <QOpenGLContext>
 #include <QScreen>
 #include <QSurfaceFormat>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "testimage.h"

@@ -3,7 +3,7 @@
 #include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QSignalSpy>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 #include "testimage.h"

@@ -8,7 +8,7 @@
 #include <QPainter>
 #include <QProcess>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include "messagecheck.h"
 

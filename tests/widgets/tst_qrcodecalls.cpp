@@ -8,7 +8,7 @@
 
 #include <QGuiApplication>
 #include <QPainter>
-#include <QtTest>
+#include <QTest>
 
 #include <qrencode.h>
 

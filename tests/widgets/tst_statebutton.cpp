@@ -6,9 +6,9 @@
 #include <QElapsedTimer>
 #include <QMetaMethod>
 #include <QMouseEvent>
+#include <QTest>
 #include <QTimer>
 #include <QWindow>
-#include <QtTest>
 
 #include "hand.h"
 #include "messagecheck.h"

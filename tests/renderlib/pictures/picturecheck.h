@@ -3,7 +3,7 @@
 
 #include <QImage>
 #include <QString>
-#include <QtTest>
+#include <QTest>
 
 /**
  * Empty when no channel of any pixel is more than @p tolerance of 255 off. Otherwise how many are,

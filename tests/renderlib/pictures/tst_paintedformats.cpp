@@ -2,7 +2,7 @@
 
 #include <QOpenGLFunctions>
 #include <QPainter>
-#include <QtTest>
+#include <QTest>
 
 #include "canvas.h"
 #include "opengltest.h"

@@ -2,7 +2,7 @@
 #include <optional>
 
 #include <QPainter>
-#include <QtTest>
+#include <QTest>
 
 #include "canvas.h"
 #include "opengltest.h"

@@ -1,6 +1,6 @@
 #include <memory>
 
-#include <QtTest>
+#include <QTest>
 
 #include "renderlib/custompaintervideosurface.h"
 

@@ -3,8 +3,8 @@
 #include <QOpenGLContext>
 #include <QOpenGLShaderProgram>
 #include <QPainter>
+#include <QTest>
 #include <QWindow>
-#include <QtTest>
 
 #include "renderlib/customvideowidget.h"
 

@@ -3,8 +3,8 @@
 #include <QOpenGLContext>
 #include <QPainter>
 #include <QScreen>
+#include <QTest>
 #include <QWindow>
-#include <QtTest>
 
 #include "canvas.h"
 #include "picturecheck.h"
