@@ -3,13 +3,10 @@
 #include <algorithm>
 
 #include <QPainter>
-#include <QPixmap>
 
-namespace {
+#include "codepainting.h"
 
-constexpr int QuietModules = 4; // around the code, without which readers don't find it
-
-} // namespace
+using namespace codepainting;
 
 void CodeView::setCode(QByteArray const& data, QRErrorCorrLevel level)
 {
@@ -17,7 +14,7 @@ void CodeView::setCode(QByteArray const& data, QRErrorCorrLevel level)
         return;
     mData = data;
     mLevel = level;
-    mModules = createQRCode(data, 0, level, Qt::white, Qt::black, 1, 0).width();
+    mModules = countModules(data, level);
     update();
 }
 
@@ -30,12 +27,5 @@ void CodeView::paintEvent(QPaintEvent* /*event*/)
     int const side = modules * moduleSize;
     QRect const ground(0, (height() - side) / 2, side, side);
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(Qt::white);
-    painter.drawRoundedRect(ground, moduleSize, moduleSize);
-    painter.setRenderHint(QPainter::Antialiasing, false);
-    int const quiet = QuietModules * moduleSize;
-    drawQRCode(painter, ground.topLeft() + QPoint(quiet, quiet), mData, 0, mLevel, Qt::white,
-        Qt::black, moduleSize, 0);
+    paintCode(painter, ground, mData, mLevel, moduleSize);
 }

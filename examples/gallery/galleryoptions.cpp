@@ -4,14 +4,7 @@
 
 namespace {
 
-constexpr int MaxAddressBytes = 300; // larger codes could not be read
-constexpr int MaxKeys = 4;           // there is room for
-
-bool takeAddress(QString const& text, GalleryOptions& options)
-{
-    options.address = text;
-    return !text.isEmpty() && text.toUtf8().size() <= MaxAddressBytes;
-}
+constexpr int MaxKeys = 4; // there is room for
 
 bool takeKey(QString const& text, GalleryOptions& options)
 {
@@ -39,9 +32,7 @@ CommandLineSyntax commandLineSyntax(GalleryOptions& options)
     QVector<CommandLineOption> table{
         {"stream", "NAME", "Name of the stream (live).", takeText(options.stream)},
         {"address", "TEXT", "What the QR code says when tapped (stream: and the stream's name).",
-            [&options](QString const& text) {
-                return takeAddress(text, options);
-            }},
+            takeAddress(options.address)},
         {"key", "KEY", "Key of the information store to show; up to four times.",
             [&options](QString const& text) {
                 return takeKey(text, options);

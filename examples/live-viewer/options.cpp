@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "qrcard.h"
 #include "streamaddress.h"
 
 namespace {
@@ -44,12 +43,6 @@ bool takeInactivity(QString const& text, Options& options)
     bool ok = false;
     options.inactivity = text.toDouble(&ok);
     return ok && options.inactivity >= 0 && options.inactivity <= MaxInactivity;
-}
-
-bool takeAddress(QString const& text, Options& options)
-{
-    options.address = text;
-    return !text.isEmpty() && text.toUtf8().size() <= QrCard::MaxAddressBytes;
 }
 
 QString findFault(Options const& options)
@@ -108,9 +101,7 @@ CommandLineSyntax commandLineSyntax(Options& options)
         {"mode", "MODE", "Mode of that output, such as 1920x1080; by default the display's own.",
             takeText(options.mode)},
         {"address", "TEXT", "What a kiosk's QR code says (stream: and the stream's name).",
-            [&options](QString const& text) {
-                return takeAddress(text, options);
-            }},
+            takeAddress(options.address)},
         {"verbose", nullptr, "Tell when the stream is shown and when it is waited for.",
             [&options](QString const&) {
                 return options.verbose = true;

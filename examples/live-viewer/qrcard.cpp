@@ -1,16 +1,15 @@
 #include "qrcard.h"
 
 #include <QPainter>
-#include <QPixmap>
 
+#include "codepainting.h"
 #include "overlaystyle.h"
-#include "widgets/qrcode.h"
 
+using namespace codepainting;
 using namespace overlaystyle;
 
 namespace {
 
-constexpr int QuietModules = 4;  // around the code, without which readers don't find it
 constexpr int MinModuleSize = 2; // pixels, as coarse as cameras need it
 
 /** The height of the line with the address. */
@@ -24,8 +23,7 @@ int lineHeight(int textPixels)
 QrCard::QrCard(QString const& address, renderlib::CustomVideoWidget* videoWidget)
     : CustomSubWidget(videoWidget)
     , mAddress(address)
-    , mModules(
-          createQRCode(address.toUtf8(), 0, QRErrorCorrMedium, Qt::white, Qt::black, 1, 0).width())
+    , mModules(countModules(address.toUtf8(), QRErrorCorrMedium))
 {}
 
 void QrCard::fitInto(QRect const& room, int textPixels)
@@ -61,16 +59,9 @@ QImage QrCard::makeCard(int moduleSize, int textPixels) const
         side, side + lineHeight(textPixels) - margin / 2, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(Qt::white);
-    painter.drawRoundedRect(image.rect(), moduleSize, moduleSize);
-    painter.setRenderHint(QPainter::Antialiasing, false);
-    QRect const code(margin, margin, mModules * moduleSize, mModules * moduleSize);
-    drawQRCode(painter, code.topLeft(), mAddress.toUtf8(), 0, QRErrorCorrMedium, Qt::white,
-        Qt::black, moduleSize, 0);
+    paintCode(painter, image.rect(), mAddress.toUtf8(), QRErrorCorrMedium, moduleSize);
 
-    QRect const line(margin, side - margin / 2, code.width(), lineHeight(textPixels));
+    QRect const line(margin, side - margin / 2, mModules * moduleSize, lineHeight(textPixels));
     painter.setPen(QColor(EdgeColour));
     painter.setFont(makeFont(textPixels));
     painter.drawText(line, Qt::AlignHCenter | Qt::AlignTop | Qt::TextSingleLine,

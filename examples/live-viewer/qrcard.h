@@ -13,10 +13,8 @@ class QrCard : public renderlib::CustomSubWidget
     Q_OBJECT
 
 public:
-    /** @param address at most MaxAddressBytes of UTF-8, of which larger codes could not be read */
+    /** @param address at most MaxAddressBytes of UTF-8 */
     QrCard(QString const& address, renderlib::CustomVideoWidget* videoWidget);
-
-    static constexpr int MaxAddressBytes = 300;
 
     /**
      * Makes the card as large as its code's modules of whole pixels allow within @p room, from

@@ -8,3 +8,11 @@ QString streamAddress(QString const& given, QString const& streamName)
         return given;
     return QStringLiteral("stream:") + QString::fromLatin1(QUrl::toPercentEncoding(streamName));
 }
+
+TakeValue takeAddress(QString& address)
+{
+    return [&address](QString const& text) {
+        address = text;
+        return !text.isEmpty() && text.toUtf8().size() <= MaxAddressBytes;
+    };
+}

@@ -9,6 +9,7 @@
 
 #include "greyframe.h"
 #include "opengltest.h"
+#include "streamaddress.h"
 #include "videowindow.h"
 #include "widgets/qrcode.h"
 
@@ -264,14 +265,14 @@ void TestKioskControls::code_isThatOfTheAddress()
 
 void TestKioskControls::longAddress_isStillACode()
 {
-    Fixture f(QString(QrCard::MaxAddressBytes, QLatin1Char('x')));
+    Fixture f(QString(MaxAddressBytes, QLatin1Char('x')));
     QVERIFY(f.show(QSize(1280, 720)));
     QVERIFY(f.coverage(f.controls.card()) > 0.9);
 }
 
 void TestKioskControls::tooSmallForTheCode_leavesItOut()
 {
-    Fixture f(QString(QrCard::MaxAddressBytes, QLatin1Char('x')));
+    Fixture f(QString(MaxAddressBytes, QLatin1Char('x')));
     QVERIFY(f.show(QSize(320, 180)));
     // Nothing but the grey between line and row.
     QCOMPARE(covered(f.window.picture().copy(0, 40, 320, 90)), 0.0);
