@@ -11,6 +11,7 @@
 
 #include "extdisplay/extdisplay.h"
 #include "kmscolours.h"
+#include "kmsguest.h"
 #include "messagecheck.h"
 
 namespace {
@@ -100,19 +101,14 @@ QProcessEnvironment eglfsEnvironment(QString const& outputsMap = QString())
     return environment;
 }
 
-bool operate(QStringList const& arguments)
-{
-    return QProcess::execute(QStringLiteral("kmsvm-guest"), arguments) == 0;
-}
-
 bool plug(char const* connector, char const* size)
 {
-    return operate({QStringLiteral("plug"), QLatin1String(connector), QLatin1String(size)});
+    return operateOutputs({QStringLiteral("plug"), QLatin1String(connector), QLatin1String(size)});
 }
 
 bool unplug(char const* connector)
 {
-    return operate({QStringLiteral("unplug"), QLatin1String(connector)});
+    return operateOutputs({QStringLiteral("unplug"), QLatin1String(connector)});
 }
 
 bool isConnected(char const* output)
@@ -126,7 +122,7 @@ QImage picture(Output const& output, QString const& name)
     QString const file =
         QStringLiteral("%1/%2-%3.png")
             .arg(qEnvironmentVariable("KMSVM_OUT"), name, QLatin1String(output.name));
-    if (!operate({QStringLiteral("picture"), QLatin1String(output.connector), file}))
+    if (!operateOutputs({QStringLiteral("picture"), QLatin1String(output.connector), file}))
         return QImage();
     return QImage(file).convertToFormat(QImage::Format_RGB32);
 }

@@ -38,17 +38,6 @@ QString sysinfoProgram()
     return QCoreApplication::applicationDirPath() + QStringLiteral("/sysinfo");
 }
 
-Ended endOf(QProcess& process)
-{
-    if (process.state() != QProcess::NotRunning && !process.waitForFinished(Patience)) {
-        process.kill();
-        process.waitForFinished();
-        return {};
-    }
-    int const code = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    return {code, process.readAllStandardOutput(), process.readAllStandardError()};
-}
-
 Ended runSysinfo(QStringList const& arguments, QByteArray const& input)
 {
     QProcess process;

@@ -4,6 +4,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include "programend.h"
+
 /**
  * The place of the store for this program and those that it starts. Paths are those from the
  * current folder, which it sets: the store opens all folders on its path to everybody, and the
@@ -27,18 +29,7 @@ private:
     QTemporaryDir mDir;
 };
 
-/** How a program ended. */
-struct Ended
-{
-    int code = -1; /**< -1: it crashed or did not end */
-    QByteArray output;
-    QByteArray errors;
-};
-
 QString sysinfoProgram();
-
-/** Waits for @p process to end, up to half a minute. */
-Ended endOf(QProcess& process);
 
 /** Runs the program to its end, on @p input. */
 Ended runSysinfo(QStringList const& arguments, QByteArray const& input = {});

@@ -1,3 +1,5 @@
+#include "programend.h"
+
 #include <messagecheck.h>
 
 #include <QCoreApplication>
@@ -7,13 +9,6 @@
 
 namespace {
 
-struct Ended
-{
-    int code = -1; /**< -1: it crashed or did not end */
-    QByteArray output;
-    QByteArray errors;
-};
-
 /** Runs the program to its end; its standard output goes to @p file unless that is empty. */
 Ended run(QStringList const& arguments, QString const& file = {})
 {
@@ -22,13 +17,7 @@ Ended run(QStringList const& arguments, QString const& file = {})
         process.setStandardOutputFile(file);
     process.start(QCoreApplication::applicationDirPath() + QStringLiteral("/display-info"),
         arguments, QIODevice::ReadOnly);
-    if (!process.waitForFinished()) {
-        process.kill();
-        process.waitForFinished();
-        return {};
-    }
-    int const code = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    return {code, process.readAllStandardOutput(), process.readAllStandardError()};
+    return endOf(process);
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <QProcess>
 #include <QTest>
 
+#include "kmsguest.h"
 #include "messagecheck.h"
 
 namespace {
@@ -47,11 +48,6 @@ QSize preferredMode(QJsonValue const& output)
             return {mode[QLatin1String("width")].toInt(), mode[QLatin1String("height")].toInt()};
     }
     return {};
-}
-
-bool operate(QStringList const& arguments)
-{
-    return QProcess::execute(QStringLiteral("kmsvm-guest"), arguments) == 0;
 }
 
 } // namespace
@@ -126,7 +122,8 @@ void DisplayInfoKmsTest::selection_isWhatTheOutputWouldGet()
 
 void DisplayInfoKmsTest::pluggedOutput_isReportedAnew()
 {
-    QVERIFY(operate({QStringLiteral("plug"), QStringLiteral("VGA-1"), QStringLiteral("800x600")}));
+    QVERIFY(operateOutputs(
+        {QStringLiteral("plug"), QStringLiteral("VGA-1"), QStringLiteral("800x600")}));
     QJsonValue const vga = output(report(), "VGA1");
     QCOMPARE(vga[QLatin1String("connected")], QJsonValue(true));
     QCOMPARE(preferredMode(vga), QSize(800, 600));
